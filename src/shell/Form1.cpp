@@ -1,0 +1,1 @@
+#include "shell/Form1.h"

@@ -1,0 +1,1 @@
+#include "textprep/Text.h"

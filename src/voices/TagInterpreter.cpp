@@ -1,0 +1,1 @@
+#include "voices/TagInterpreter.h"
