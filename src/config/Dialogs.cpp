@@ -1,0 +1,36 @@
+#include "config/Dialogs.h"
+
+#include <QTextStream>
+
+namespace tonaris {
+
+namespace {
+ConsoleDialogs &console()
+{
+    static ConsoleDialogs fallback;
+    return fallback;
+}
+Dialogs *current = nullptr;
+} // namespace
+
+Dialogs *Dialogs::instance()
+{
+    return current ? current : &console();
+}
+
+Dialogs *Dialogs::install(Dialogs *dialogs)
+{
+    Dialogs *previous = current;
+    current = dialogs;
+    return previous;
+}
+
+void ConsoleDialogs::message(QWidget *, const QString &text, Icon, const QString &title)
+{
+    QTextStream err(stderr);
+    QString line = text;
+    line.replace(QLatin1String("\r\n"), QLatin1String(" "));
+    err << (title.isEmpty() ? QStringLiteral("Tonaris") : title) << ": " << line << Qt::endl;
+}
+
+} // namespace tonaris

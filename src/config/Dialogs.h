@@ -1,0 +1,32 @@
+#pragma once
+
+#include <QString>
+
+class QWidget;
+
+namespace tonaris {
+
+// Every message box of the program goes through this one door, so that a run without a user
+// (hidden mode, tests) can answer it: hidden runs print to standard error, tests record.
+class Dialogs
+{
+public:
+    enum Icon { Information, Exclamation, Stop, Question };
+
+    virtual ~Dialogs() = default;
+    virtual void message(QWidget *parent, const QString &text, Icon icon, const QString &title) = 0;
+
+    // The instance in force; never null once the program has set one up.
+    static Dialogs *instance();
+    // Installs a new instance (not owned) and returns the previous one.
+    static Dialogs *install(Dialogs *dialogs);
+};
+
+// Writes each message as one line to standard error; the fallback without a window.
+class ConsoleDialogs : public Dialogs
+{
+public:
+    void message(QWidget *parent, const QString &text, Icon icon, const QString &title) override;
+};
+
+} // namespace tonaris

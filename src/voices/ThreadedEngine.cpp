@@ -1,0 +1,495 @@
+#include "voices/ThreadedEngine.h"
+
+#include "audio/AudioOutput.h"
+#include "audio/WavReader.h"
+
+#include <QEventLoop>
+#include <QLoggingCategory>
+#include <QTimer>
+
+#include <algorithm>
+#include <condition_variable>
+#include <deque>
+#include <mutex>
+#include <thread>
+
+Q_LOGGING_CATEGORY(lcEngine, "tonaris.voices.engine", QtWarningMsg)
+
+namespace tonaris {
+
+namespace {
+
+struct RenderItem
+{
+    SpeechSegment segment;
+    ThreadedEngine::RenderParams params;
+};
+
+struct Job
+{
+    int stream = 0;
+    quint64 generation = 0;
+    QList<RenderItem> items;
+    QList<qint16> pcm; // a sound file's samples, for SpeakStream
+};
+
+// "Name=Alex;Gender=Female" as key/value pairs; keys lower-cased.
+QList<QPair<QString, QString>> voiceAttributes(const QString &spec)
+{
+    QList<QPair<QString, QString>> out;
+    for (const QString &part : spec.split(QLatin1Char(';'), Qt::SkipEmptyParts)) {
+        const qsizetype eq = part.indexOf(QLatin1Char('='));
+        if (eq <= 0)
+            continue;
+        out.append({part.left(eq).trimmed().toLower(), part.mid(eq + 1).trimmed()});
+    }
+    return out;
+}
+
+bool voiceMatches(const VoiceInfo &voice, const QString &key, const QString &value)
+{
+    if (key == QLatin1String("name"))
+        return voice.name.compare(value, Qt::CaseInsensitive) == 0 ||
+               voice.id.compare(value, Qt::CaseInsensitive) == 0;
+    if (key == QLatin1String("gender"))
+        return voice.gender.compare(value, Qt::CaseInsensitive) == 0;
+    if (key == QLatin1String("language")) {
+        const QStringList codes = value.split(QLatin1Char(';'));
+        return std::any_of(codes.begin(), codes.end(), [&](const QString &c) {
+            return c.trimmed().compare(voice.language, Qt::CaseInsensitive) == 0;
+        });
+    }
+    if (key == QLatin1String("vendor"))
+        return voice.vendor.compare(value, Qt::CaseInsensitive) == 0;
+    return false;
+}
+
+} // namespace
+
+struct ThreadedEngine::Private
+{
+    ThreadedEngine *q = nullptr;
+    AudioOutput *output = nullptr;
+
+    // User-interface thread only.
+    int volume = 100;
+    int rate = 0;
+    int formatCode = 18; // 22 kHz 16 bit mono, the engine's own format
+    QString voiceId;
+    TagState persisted;
+    int nextStream = 1;
+    mutable QList<VoiceInfo> voices;
+    mutable bool voicesListed = false;
+
+    // Shared with the worker.
+    std::mutex mutex;
+    std::condition_variable wake;
+    std::deque<Job> queue;
+    bool busy = false;
+    bool quitting = false;
+    std::atomic<quint64> generation{0};
+    std::thread worker;
+
+    void run();
+    void render(Job &job);
+    QString resolveVoice(const TagState &state) const;
+};
+
+namespace {
+
+// Collects a back end's output for one job and passes it on with its markers.
+class JobSink final : public ThreadedEngine::RenderSink
+{
+public:
+    JobSink(AudioOutput *output, const Job &job, const std::atomic<quint64> &generation)
+        : m_output(output)
+        , m_job(job)
+        , m_generation(generation)
+    {}
+
+    void beginPiece(const SpeechSegment *segment)
+    {
+        m_segment = segment;
+        m_pieceStart = m_written;
+    }
+
+    bool pcm(const qint16 *samples, qsizetype count) override
+    {
+        if (cancelled())
+            return false;
+        QList<AudioMarker> markers;
+        const qint64 end = m_written + count;
+        while (!m_pending.isEmpty() && m_pending.first().sample < end) {
+            AudioMarker m = m_pending.takeFirst();
+            m.sample = std::max<qint64>(0, m.sample - m_written);
+            markers.append(m);
+        }
+        m_output->write(m_job.generation, samples, count, markers);
+        m_written = end;
+        return !cancelled();
+    }
+
+    void word(int textIndex, int length, qint64 sampleOffset) override
+    {
+        if (!m_segment || textIndex < 0 || textIndex >= m_segment->sourcePos.size())
+            return;
+        const QList<int> &pos = m_segment->sourcePos;
+        const int last = std::clamp(textIndex + std::max(length, 1) - 1, textIndex,
+                                    static_cast<int>(pos.size()) - 1);
+        AudioMarker m;
+        m.kind = AudioMarker::Word;
+        m.sample = m_pieceStart + std::max<qint64>(0, sampleOffset);
+        m.streamNumber = m_job.stream;
+        m.charPosition = pos[textIndex];
+        m.length = pos[last] + 1 - pos[textIndex];
+        queueMarker(m);
+    }
+
+    bool cancelled() const override { return m_generation.load() != m_job.generation; }
+
+    void marker(AudioMarker::Kind kind, const QString &bookmark = QString())
+    {
+        AudioMarker m;
+        m.kind = kind;
+        m.sample = m_written;
+        m.streamNumber = m_job.stream;
+        m.bookmark = bookmark;
+        queueMarker(m);
+    }
+
+    void flush()
+    {
+        QList<AudioMarker> markers;
+        for (AudioMarker m : std::as_const(m_pending)) {
+            m.sample = 0;
+            markers.append(m);
+        }
+        m_pending.clear();
+        if (!markers.isEmpty() && !cancelled())
+            m_output->write(m_job.generation, nullptr, 0, markers);
+    }
+
+private:
+    void queueMarker(const AudioMarker &m)
+    {
+        // Word events may come before or after the samples they belong to; keep them sorted.
+        auto at =
+            std::upper_bound(m_pending.begin(), m_pending.end(), m.sample,
+                             [](qint64 s, const AudioMarker &other) { return s < other.sample; });
+        m_pending.insert(at, m);
+    }
+
+    AudioOutput *m_output;
+    const Job &m_job;
+    const std::atomic<quint64> &m_generation;
+    const SpeechSegment *m_segment = nullptr;
+    qint64 m_written = 0;
+    qint64 m_pieceStart = 0;
+    QList<AudioMarker> m_pending;
+};
+
+} // namespace
+
+void ThreadedEngine::Private::run()
+{
+    for (;;) {
+        Job job;
+        {
+            std::unique_lock lock(mutex);
+            wake.wait(lock, [this] { return quitting || !queue.empty(); });
+            if (quitting)
+                return;
+            job = std::move(queue.front());
+            queue.pop_front();
+            busy = true;
+        }
+        render(job);
+        std::lock_guard lock(mutex);
+        busy = false;
+    }
+}
+
+void ThreadedEngine::Private::render(Job &job)
+{
+    JobSink sink(output, job, generation);
+    sink.marker(AudioMarker::StartStream);
+    if (!job.pcm.isEmpty()) {
+        sink.beginPiece(nullptr);
+        constexpr qsizetype Block = 2205; // 100 ms, so a purge takes effect promptly
+        for (qsizetype at = 0; at < job.pcm.size(); at += Block) {
+            if (!sink.pcm(job.pcm.constData() + at, std::min(Block, job.pcm.size() - at)))
+                break;
+        }
+    }
+    for (const RenderItem &item : std::as_const(job.items)) {
+        if (sink.cancelled())
+            break;
+        const SpeechSegment &seg = item.segment;
+        sink.beginPiece(&seg);
+        switch (seg.kind) {
+        case SpeechSegment::Text:
+            if (!q->renderText(seg.text, item.params, sink) && !sink.cancelled())
+                qCWarning(lcEngine) << "the engine failed on" << seg.text.left(40);
+            break;
+        case SpeechSegment::Silence: {
+            const QList<qint16> silence(
+                static_cast<qsizetype>(seg.silenceMs) * EnginePcmFormat.sampleRate / 1000, 0);
+            if (!silence.isEmpty())
+                sink.pcm(silence.constData(), silence.size());
+            break;
+        }
+        case SpeechSegment::Bookmark:
+            sink.marker(AudioMarker::Bookmark, seg.bookmark);
+            break;
+        }
+    }
+    sink.marker(AudioMarker::EndStream);
+    sink.flush();
+}
+
+QString ThreadedEngine::Private::resolveVoice(const TagState &state) const
+{
+    const QString current = q->CurrentVoiceId();
+    if (state.voiceRequired.isEmpty() && state.voiceOptional.isEmpty())
+        return current;
+    const auto required = voiceAttributes(state.voiceRequired);
+    const auto optional = voiceAttributes(state.voiceOptional);
+    const QList<VoiceInfo> all = q->GetVoices();
+    int bestScore = -1;
+    QString best = current;
+    for (const VoiceInfo &v : all) {
+        const bool ok = std::all_of(required.begin(), required.end(), [&](const auto &a) {
+            return voiceMatches(v, a.first, a.second);
+        });
+        if (!ok)
+            continue;
+        const int score =
+            static_cast<int>(std::count_if(optional.begin(), optional.end(), [&](const auto &a) {
+                return voiceMatches(v, a.first, a.second);
+            }));
+        // The voice in use wins a tie, so an unrestrictive tag does not switch voices.
+        if (score > bestScore || (score == bestScore && v.id == current)) {
+            bestScore = score;
+            best = v.id;
+        }
+    }
+    return best;
+}
+
+ThreadedEngine::ThreadedEngine(QObject *parent)
+    : SpeechEngine(parent)
+    , d(std::make_unique<Private>())
+{
+    d->q = this;
+    d->output = new AudioOutput(this);
+    d->output->setDevice(QAudioDevice());
+    connect(d->output, &AudioOutput::markerReached, this, [this](const AudioMarker &m) {
+        switch (m.kind) {
+        case AudioMarker::Word:
+            emit Word(m.streamNumber, m.sample, m.charPosition, m.length);
+            break;
+        case AudioMarker::StartStream:
+            emit StartStream(m.streamNumber, m.sample);
+            break;
+        case AudioMarker::EndStream:
+            emit EndStream(m.streamNumber, m.sample);
+            break;
+        case AudioMarker::Bookmark:
+            break;
+        }
+    });
+    connect(d->output, &AudioOutput::audioLevel, this,
+            [this](int level) { emit AudioLevel(d->nextStream - 1, 0, level); });
+}
+
+ThreadedEngine::~ThreadedEngine()
+{
+    stopWorker();
+}
+
+void ThreadedEngine::startWorker()
+{
+    if (!d->worker.joinable())
+        d->worker = std::thread([this] { d->run(); });
+}
+
+void ThreadedEngine::stopWorker()
+{
+    if (!d->worker.joinable())
+        return;
+    {
+        std::lock_guard lock(d->mutex);
+        d->quitting = true;
+        d->queue.clear();
+    }
+    d->generation = d->output->purge();
+    d->wake.notify_all();
+    d->worker.join();
+}
+
+AudioOutput *ThreadedEngine::output() const
+{
+    return d->output;
+}
+
+int ThreadedEngine::Speak(const QString &text, int flags)
+{
+    if (flags & SVSFPurgeBeforeSpeak) {
+        std::lock_guard lock(d->mutex);
+        d->queue.clear();
+        d->generation = d->output->purge();
+    }
+    const TagParseResult parsed = (flags & SVSFIsXML) ? InterpretTags(text, d->persisted)
+                                                      : PlainTextSegments(text, d->persisted);
+    if (flags & SVSFPersistXML)
+        d->persisted = parsed.finalState;
+
+    Job job;
+    job.stream = d->nextStream++;
+    job.generation = d->generation;
+    for (const SpeechSegment &seg : parsed.segments) {
+        if (seg.kind == SpeechSegment::Text && seg.text.trimmed().isEmpty())
+            continue;
+        RenderParams p;
+        p.voiceId = d->resolveVoice(seg.state);
+        p.volume = d->volume * seg.state.volume / 100;
+        p.rate = std::clamp(d->rate + seg.state.rate, -10, 10);
+        p.pitch = seg.state.pitch;
+        p.spell = seg.state.spell;
+        p.emphasis = seg.state.emphasis > 0;
+        job.items.append({seg, p});
+    }
+    // Text that only sets state (as the reset of tags does) needs no trip through the worker.
+    if (job.items.isEmpty() && RunningState() == SRSEDone)
+        return job.stream;
+    {
+        std::lock_guard lock(d->mutex);
+        d->queue.push_back(std::move(job));
+    }
+    d->wake.notify_one();
+    const int stream = d->nextStream - 1;
+    if (!(flags & SVSFlagsAsync)) {
+        QEventLoop loop;
+        QTimer poll;
+        connect(&poll, &QTimer::timeout, &loop, [&] {
+            if (RunningState() == SRSEDone)
+                loop.quit();
+        });
+        poll.start(5);
+        loop.exec();
+    }
+    return stream;
+}
+
+int ThreadedEngine::SpeakStream(const QString &wavPath, int flags)
+{
+    Job job;
+    QString error;
+    if (!ReadWavAsEnginePcm(wavPath, job.pcm, &error)) {
+        qCWarning(lcEngine) << "cannot play" << wavPath << error;
+        return 0;
+    }
+    job.stream = d->nextStream++;
+    job.generation = d->generation;
+    {
+        std::lock_guard lock(d->mutex);
+        d->queue.push_back(std::move(job));
+    }
+    d->wake.notify_one();
+    const int stream = d->nextStream - 1;
+    if (!(flags & SVSFlagsAsync)) {
+        QEventLoop loop;
+        QTimer poll;
+        connect(&poll, &QTimer::timeout, &loop, [&] {
+            if (RunningState() == SRSEDone)
+                loop.quit();
+        });
+        poll.start(5);
+        loop.exec();
+    }
+    return stream;
+}
+
+void ThreadedEngine::Pause()
+{
+    d->output->pause();
+}
+
+void ThreadedEngine::Resume()
+{
+    d->output->resume();
+}
+
+int ThreadedEngine::RunningState() const
+{
+    {
+        std::lock_guard lock(d->mutex);
+        if (d->busy || !d->queue.empty())
+            return SRSEIsSpeaking;
+    }
+    return d->output->isIdle() ? SRSEDone : SRSEIsSpeaking;
+}
+
+int ThreadedEngine::Volume() const
+{
+    return d->volume;
+}
+
+void ThreadedEngine::SetVolume(int volume)
+{
+    d->volume = std::clamp(volume, 0, 100);
+}
+
+int ThreadedEngine::Rate() const
+{
+    return d->rate;
+}
+
+void ThreadedEngine::SetRate(int rate)
+{
+    d->rate = std::clamp(rate, -10, 10);
+}
+
+QList<VoiceInfo> ThreadedEngine::GetVoices() const
+{
+    if (!d->voicesListed) {
+        d->voices = listVoices();
+        d->voicesListed = true;
+    }
+    return d->voices;
+}
+
+QString ThreadedEngine::CurrentVoiceId() const
+{
+    return d->voiceId.isEmpty() ? defaultVoiceId() : d->voiceId;
+}
+
+bool ThreadedEngine::SetVoiceById(const QString &id)
+{
+    const QList<VoiceInfo> all = GetVoices();
+    if (std::none_of(all.begin(), all.end(), [&](const VoiceInfo &v) { return v.id == id; }))
+        return false;
+    d->voiceId = id;
+    return true;
+}
+
+int ThreadedEngine::AudioFormatType() const
+{
+    return d->formatCode;
+}
+
+void ThreadedEngine::SetAudioFormatType(int code)
+{
+    PcmFormat format;
+    if (!PcmFormatFromCode(code, format))
+        return;
+    d->formatCode = code;
+    d->output->setFormat(format);
+}
+
+bool ThreadedEngine::HasAudioOutput() const
+{
+    return AudioOutput::anyOutputDevice();
+}
+
+} // namespace tonaris

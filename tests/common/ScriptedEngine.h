@@ -1,0 +1,79 @@
+#pragma once
+
+#include "voices/SpeechEngine.h"
+
+#include <QStringList>
+
+#include <functional>
+
+namespace tonaris::test {
+
+// An engine whose progress the test decides: Speak queues a line that "sounds" until finish(),
+// so the speech loop can be driven one state at a time. It records every call.
+class ScriptedEngine : public SpeechEngine
+{
+public:
+    struct Call
+    {
+        QString text;
+        int flags;
+    };
+    QList<Call> calls;
+    bool speaking = false;
+    bool paused = false;
+    int stream = 0;
+    std::function<void(const QString &)> onSpeak; // runs inside Speak, as a re-entrant caller would
+
+    int Speak(const QString &text, int flags) override
+    {
+        calls.append({text, flags});
+        if (flags & SVSFPurgeBeforeSpeak)
+            speaking = false;
+        if (!text.trimmed().isEmpty() &&
+            !(flags == (SVSFPurgeBeforeSpeak | SVSFIsXML | SVSFPersistXML)))
+            speaking = true;
+        ++stream;
+        if (onSpeak)
+            onSpeak(text);
+        return stream;
+    }
+    int SpeakStream(const QString &, int) override { return ++stream; }
+    void Pause() override { paused = true; }
+    void Resume() override { paused = false; }
+    int RunningState() const override { return speaking ? SRSEIsSpeaking : SRSEDone; }
+    int Volume() const override { return 100; }
+    void SetVolume(int) override {}
+    int Rate() const override { return 0; }
+    void SetRate(int) override {}
+    QList<VoiceInfo> GetVoices() const override
+    {
+        return {{QStringLiteral("scripted"), QStringLiteral("Scripted"), QStringLiteral("MALE"),
+                 QStringLiteral("Test"), QStringLiteral("409"), QStringLiteral("en-us"),
+                 QString()}};
+    }
+    QString CurrentVoiceId() const override { return QStringLiteral("scripted"); }
+    bool SetVoiceById(const QString &) override { return true; }
+    int AudioFormatType() const override { return 18; }
+    void SetAudioFormatType(int) override {}
+    bool HasAudioOutput() const override { return true; }
+
+    // The line that is sounding comes to its end.
+    void finish()
+    {
+        speaking = false;
+        emit EndStream(stream, 0);
+    }
+    void word(int position, int length) { emit Word(stream, 0, position, length); }
+
+    // The texts handed over for speaking, without purges and tag resets.
+    QStringList spoken() const
+    {
+        QStringList out;
+        for (const Call &c : calls)
+            if (c.flags & SVSFlagsAsync)
+                out.append(c.text);
+        return out;
+    }
+};
+
+} // namespace tonaris::test
