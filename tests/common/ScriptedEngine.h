@@ -22,6 +22,7 @@ public:
     bool speaking = false;
     bool paused = false;
     int stream = 0;
+    bool hasOutput = true;
     std::function<void(const QString &)> onSpeak; // runs inside Speak, as a re-entrant caller would
 
     int Speak(const QString &text, int flags) override
@@ -55,7 +56,7 @@ public:
     bool SetVoiceById(const QString &) override { return true; }
     int AudioFormatType() const override { return 18; }
     void SetAudioFormatType(int) override {}
-    bool HasAudioOutput() const override { return true; }
+    bool HasAudioOutput() const override { return hasOutput; }
 
     // The line that is sounding comes to its end.
     void finish()
