@@ -65,6 +65,13 @@ signals:
     void failed(const QString &message);
 
 private:
+    bool startSession(const PcmFormat &format);
+    void endSession();
+    void deviceFailed(const QString &message);
+    qint64 playedFrames() const;
+    void feed();
+    void onTick();
+
     struct Private;
     std::unique_ptr<Private> d;
 };
