@@ -20,7 +20,7 @@ namespace tonaris {
 
 namespace {
 // The sink's buffer: small for a quick start and a quick stop, large enough to ride out a
-// busy event loop on a loaded machine (the server grants about 60 ms of it).
+// busy event loop on a loaded machine (the server grants less than asked: 60 ms for 80).
 constexpr int BufferMs = 100;
 constexpr int TickMs = 10;
 constexpr int LevelSliceMs = 20;
