@@ -101,7 +101,8 @@ private slots:
 
         QCOMPARE(s->SpeechState, expectedState);
         QCOMPARE(s->StatusDisplay, expectedDisplay);
-        if (request != 2 || state != 0) // a step leaves the next one for the poll
+        // Every request is consumed, but for the abort of a save, which the save step takes.
+        if (!(state == 4 && request == 9))
             QVERIFY(s->SpeechRequest == 0 || s->SpeechRequest == 2);
         QCOMPARE(unload.count(), request == 8 ? 1 : 0);
         if (request == 3 && (state == 1 || state == 2)) {
