@@ -119,7 +119,7 @@ bool EspeakEngine::available()
 
 QString EspeakEngine::defaultVoiceId() const
 {
-    return QStringLiteral("en");
+    return QStringLiteral("en-gb"); // what espeak-ng itself speaks with when asked for "en"
 }
 
 QList<VoiceInfo> EspeakEngine::listVoices() const
@@ -137,7 +137,7 @@ QList<VoiceInfo> EspeakEngine::listVoices() const
         VoiceInfo info;
         info.languageTag = QString::fromUtf8(voice->languages + 1); // after the priority byte
         info.id = info.languageTag;
-        info.name = QString::fromUtf8(voice->name);
+        info.name = QString::fromUtf8(voice->name).replace(QLatin1Char('_'), QLatin1Char(' '));
         info.gender = voice->gender == 2 ? QStringLiteral("FEMALE") : QStringLiteral("MALE");
         info.vendor = QStringLiteral("eSpeak NG");
         info.description = info.name;

@@ -283,6 +283,7 @@ ThreadedEngine::ThreadedEngine(QObject *parent)
     d->q = this;
     d->output = new AudioOutput(this);
     d->output->setDevice(QAudioDevice());
+    d->generation = d->output->generation();
     connect(d->output, &AudioOutput::markerReached, this, [this](const AudioMarker &m) {
         switch (m.kind) {
         case AudioMarker::Word:

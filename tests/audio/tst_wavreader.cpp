@@ -39,7 +39,7 @@ QByteArray wav(int rate, int channels, int bits, bool isFloat = false,
             } else if (bits == 8) {
                 data += char(uchar(128 + std::lround(v * 127)));
             } else {
-                const qint32 s = qint32(std::lround(v * ((1 << (bits - 1)) - 1)));
+                const qint32 s = qint32(std::llround(v * double((qint64(1) << (bits - 1)) - 1)));
                 for (int b = 0; b < bits / 8; ++b)
                     data += char((s >> (8 * b)) & 0xFF);
             }
