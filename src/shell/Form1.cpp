@@ -71,6 +71,7 @@ Form1::Form1(SpeechEngine *voice, SpeechEngine *voiceOver, QWidget *parent)
         VoiceOver = new EspeakEngine(this);
 
     buildWindow();
+    resize(960, 640);
     buildContextMenu();
     translateCaptions();
 

@@ -92,6 +92,7 @@ struct ThreadedEngine::Private
 
     void run();
     void render(Job &job);
+    int enqueue(Job job, bool wait);
     QString resolveVoice(const TagState &state) const;
 };
 
@@ -247,6 +248,29 @@ void ThreadedEngine::Private::render(Job &job)
     sink.flush();
 }
 
+// Hands a job to the worker. A synchronous call waits with the event loop running, so that
+// events and the window stay served meanwhile.
+int ThreadedEngine::Private::enqueue(Job job, bool wait)
+{
+    const int stream = job.stream;
+    {
+        std::lock_guard lock(mutex);
+        queue.push_back(std::move(job));
+    }
+    wake.notify_one();
+    if (wait) {
+        QEventLoop loop;
+        QTimer poll;
+        QObject::connect(&poll, &QTimer::timeout, &loop, [&] {
+            if (q->RunningState() == SRSEDone)
+                loop.quit();
+        });
+        poll.start(5);
+        loop.exec();
+    }
+    return stream;
+}
+
 QString ThreadedEngine::Private::resolveVoice(const TagState &state) const
 {
     const QString current = q->CurrentVoiceId();
@@ -363,23 +387,7 @@ int ThreadedEngine::Speak(const QString &text, int flags)
     // Text that only sets state (as the reset of tags does) needs no trip through the worker.
     if (job.items.isEmpty() && RunningState() == SRSEDone)
         return job.stream;
-    {
-        std::lock_guard lock(d->mutex);
-        d->queue.push_back(std::move(job));
-    }
-    d->wake.notify_one();
-    const int stream = d->nextStream - 1;
-    if (!(flags & SVSFlagsAsync)) {
-        QEventLoop loop;
-        QTimer poll;
-        connect(&poll, &QTimer::timeout, &loop, [&] {
-            if (RunningState() == SRSEDone)
-                loop.quit();
-        });
-        poll.start(5);
-        loop.exec();
-    }
-    return stream;
+    return d->enqueue(std::move(job), !(flags & SVSFlagsAsync));
 }
 
 int ThreadedEngine::SpeakStream(const QString &wavPath, int flags)
@@ -392,23 +400,7 @@ int ThreadedEngine::SpeakStream(const QString &wavPath, int flags)
     }
     job.stream = d->nextStream++;
     job.generation = d->generation;
-    {
-        std::lock_guard lock(d->mutex);
-        d->queue.push_back(std::move(job));
-    }
-    d->wake.notify_one();
-    const int stream = d->nextStream - 1;
-    if (!(flags & SVSFlagsAsync)) {
-        QEventLoop loop;
-        QTimer poll;
-        connect(&poll, &QTimer::timeout, &loop, [&] {
-            if (RunningState() == SRSEDone)
-                loop.quit();
-        });
-        poll.start(5);
-        loop.exec();
-    }
-    return stream;
+    return d->enqueue(std::move(job), !(flags & SVSFlagsAsync));
 }
 
 void ThreadedEngine::Pause()
