@@ -34,10 +34,10 @@ struct Job
 };
 
 // "Name=Alex;Gender=Female" as key/value pairs; keys lower-cased.
-QList<QPair<QString, QString>> voiceAttributes(const QString &spec)
+QList<QPair<QString, QString>> voiceAttributes(const QString &attributes)
 {
     QList<QPair<QString, QString>> out;
-    for (const QString &part : spec.split(QLatin1Char(';'), Qt::SkipEmptyParts)) {
+    for (const QString &part : attributes.split(QLatin1Char(';'), Qt::SkipEmptyParts)) {
         const qsizetype eq = part.indexOf(QLatin1Char('='));
         if (eq <= 0)
             continue;
