@@ -141,13 +141,21 @@ int LastExitCode()
 bool OpenDocument(const QString &path)
 {
     const QFileInfo info(path);
-    const QString opener = QStandardPaths::findExecutable(QStringLiteral("xdg-open"));
-    if (path.isEmpty() || !info.exists() || opener.isEmpty())
+    if (path.isEmpty() || !info.exists())
         return false;
-    // An absolute path cannot be mistaken for an option of the opener.
+    // xdg-utils is not on every system; GLib's opener follows the same associations.
+    // An absolute path cannot be mistaken for an option of either.
+    QString opener = QStandardPaths::findExecutable(QStringLiteral("xdg-open"));
+    QStringList arguments{info.absoluteFilePath()};
+    if (opener.isEmpty()) {
+        opener = QStandardPaths::findExecutable(QStringLiteral("gio"));
+        arguments.prepend(QStringLiteral("open"));
+    }
+    if (opener.isEmpty())
+        return false;
     QProcess process;
     process.setProgram(opener);
-    process.setArguments({info.absoluteFilePath()});
+    process.setArguments(arguments);
     process.setStandardInputFile(QProcess::nullDevice());
     process.setStandardOutputFile(QProcess::nullDevice());
     process.setStandardErrorFile(QProcess::nullDevice());

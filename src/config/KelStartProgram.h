@@ -36,8 +36,8 @@ qint64 RunningChild();
 // Exit code of the last child waited for; -1 when it was killed, crashed or did not start.
 int LastExitCode();
 
-// Opens a file or folder with the desktop's handler (xdg-open). False when it does not exist or
-// no handler could be started; a handler that later fails is not noticed.
+// Opens a file or folder with the desktop's handler (xdg-open, else gio open). False when it does
+// not exist or no handler could be started; a handler that later fails is not noticed.
 bool OpenDocument(const QString &path);
 
 // What a text's request to "open" something does: an executable file is started on its own with
