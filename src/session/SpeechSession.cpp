@@ -1,9 +1,11 @@
 #include "session/SpeechSession.h"
 
+#include "config/ProgramConsent.h"
 #include "textprep/Text.h"
 #include "voices/SpeechEngine.h"
 
 #include <QFile>
+#include <QTemporaryDir>
 
 namespace tonaris {
 
@@ -22,13 +24,19 @@ bool isActiveState(int state)
 
 SpeechSession::SpeechSession(QObject *parent)
     : QObject(parent)
+    , m_random(static_cast<unsigned>(QDateTime::currentMSecsSinceEpoch()))
 {
     TimerSpeech.setInterval(RestingInterval);
     connect(&TimerSpeech, &QTimer::timeout, this, &SpeechSession::TimerSpeech_Timer);
     TimerSpeech.start();
 }
 
-SpeechSession::~SpeechSession() = default;
+SpeechSession::~SpeechSession()
+{
+    if (PlayActive == 1)
+        playWatchEnd();
+    StopPlayOver();
+}
 
 void SpeechSession::setEditor(Text *editor)
 {
@@ -96,6 +104,9 @@ void SpeechSession::TimerSpeech_Timer()
     if (SpeechRequest == RequestStart) {
         SpeechRequest = RequestNone;
         if (SpeechState == StateIdle) {
+            m_reported.clear();
+            if (Consent)
+                Consent->startRun();
             SplitSpeechLines(SpeechText);
             SpeechText.clear();
             if (SpeechLineCount > 0) {
@@ -550,18 +561,13 @@ void SpeechSession::Voice_EndStream(int, qint64)
 }
 
 // ---------------------------------------------------------------------------------------------
-// Steps of subsystems that are not part of the loop yet. Until the keyword interpreter exists,
-// every "#" line reads as a comment.
+// Steps of subsystems that are not part of the loop yet.
 
-void SpeechSession::InterpretKeywordLine(const QString &) {}
-void SpeechSession::ClearCallStack() {}
-void SpeechSession::StopPlayOver()
+void SpeechSession::PauseRecognition()
 {
-    PlayOverActive = 0;
+    if (PauseRecognitionHook)
+        PauseRecognitionHook();
 }
-void SpeechSession::StartRecognitionWait() {}
-void SpeechSession::RecognitionTimeoutCount() {}
-void SpeechSession::PauseRecognition() {}
 void SpeechSession::StartSaving() {}
 void SpeechSession::SaveStep() {}
 void SpeechSession::RecorderPlaybackWatch() {}

@@ -8,8 +8,15 @@
 #include <QStringList>
 #include <QTimer>
 
+#include <functional>
+#include <memory>
+#include <random>
+
+class QTemporaryDir;
+
 namespace tonaris {
 
+class ProgramConsent;
 class SpeechEngine;
 class Text;
 
@@ -93,6 +100,34 @@ public:
     int EngineKind = 0; // 1: a voice of an external program, otherwise the built-in engine
     qint64 AudioCharsWritten = 0;
 
+    // Keyword lines and script flow.
+    QString PlayOverTempPath;
+    bool SplitNow = false;
+    QStringList RecognitionPhrases;
+    QString RecognizedText;
+    int RecognitionTimeout = -1;
+    bool RecognitionTimedOut = false;
+    QList<int> CallStack;
+    int CallDepth = 0;
+    // Where the program lives ("lame" is looked for there first) and where relative file
+    // names of a text are found (the text's own folder).
+    QString AppFolder;
+    QString TextFolder;
+    // The run's text came from the clipboard: it never starts programs.
+    bool SpeechFromClipboard = false;
+    // Decides whether #EXECUTE may start what a text names; none set: nothing is started.
+    ProgramConsent *Consent = nullptr;
+    // The recogniser's start; 1 when listening has begun. Until recognition exists it answers
+    // 0 and a script that waits for an answer stands still.
+    std::function<int(const QStringList &phrases)> StartRecognition;
+    std::function<void()> PauseRecognitionHook;
+
+    void InterpretKeywordLine(const QString &In_Line);
+    void StopPlayOver();
+    void PushCallReturn(int In_Line);
+    bool PopCallReturn(int &Out_Line);
+    void ClearCallStack();
+
     // Counters the tick keeps between calls.
     int RecognitionTicks = 0;
     int ClipboardTicks = 0;
@@ -141,6 +176,11 @@ public:
     void Voice_EndStream(int StreamNumber, qint64 StreamPosition);
 
 signals:
+    // #VOICE named a voice, upper-cased; the window selects it when it knows it.
+    void voiceRequested(const QString &upperName);
+    // A script did something that cannot work (an overflowing number, a return with no
+    // call); told once per kind and run, then the line is passed over.
+    void problem(const QString &message);
     // The display changed to one of the Display values; the window follows.
     void displayChanged(int statusDisplay);
     // The session asks for the program to end (a hidden run is over, or a text asked).
@@ -159,12 +199,21 @@ private:
     void playWatchEnd();
     void showState(int display, bool activeState);
 
-    // Steps that belong to subsystems not wired into the loop yet: the keyword interpreter,
-    // play-over, script flow, recognition, the save step, the recorder, the clipboard and the
-    // talking character. Each is a single call site in the tick.
-    void InterpretKeywordLine(const QString &line);
-    void ClearCallStack();
-    void StopPlayOver();
+    // Keyword helpers.
+    void flowKeyword(const QString &up);
+    void keywordPlay(const QString &argument, bool over);
+    void keywordWait(const QString &argument);
+    void keywordExecute(const QString &argument);
+    void keywordOpen(const QString &argument);
+    QString findScriptFile(const QString &argument) const;
+    QString decodeMp3(const QString &mp3);
+    void jumpTo(int line);
+    void reportOnce(const QString &message);
+    int drawCase(int count);
+
+    // Steps that belong to subsystems not wired into the loop yet: recognition, the save step,
+    // the recorder, the clipboard and the talking character. Each is a single call site in the
+    // tick.
     void StartRecognitionWait();
     void RecognitionTimeoutCount();
     void PauseRecognition();
@@ -175,6 +224,9 @@ private:
     void IdleWatchers();
 
     QPointer<Text> m_editor;
+    std::mt19937 m_random;
+    QStringList m_reported;
+    std::unique_ptr<QTemporaryDir> m_tempDir;
     SpeechEngine *Voice = nullptr;
     SpeechEngine *VoiceOver = nullptr;
 };

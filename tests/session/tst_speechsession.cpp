@@ -94,6 +94,7 @@ private slots:
         voice->speaking = state == 1 || state == 2;
         voice->paused = state == 2;
         s->SpeechText = QStringLiteral("fresh\r\ntext");
+        s->RecognitionTicks = -1; // listening without a time-out
         QSignalSpy unload(s, &SpeechSession::unloadRequested);
 
         s->SpeechRequest = request;
