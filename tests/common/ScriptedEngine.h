@@ -38,7 +38,13 @@ public:
             onSpeak(text);
         return stream;
     }
-    int SpeakStream(const QString &, int) override { return ++stream; }
+    QStringList streams; // files handed to SpeakStream
+    int SpeakStream(const QString &path, int flags) override
+    {
+        streams.append(path);
+        speaking = (flags & SVSFlagsAsync) != 0;
+        return ++stream;
+    }
     void Pause() override { paused = true; }
     void Resume() override { paused = false; }
     int RunningState() const override { return speaking ? SRSEIsSpeaking : SRSEDone; }
