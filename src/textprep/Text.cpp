@@ -1,6 +1,12 @@
 #include "textprep/Text.h"
 
+#include "textprep/SuperClass.h"
+
+#include <QApplication>
 #include <QContextMenuEvent>
+#include <QDropEvent>
+#include <QFontInfo>
+#include <QInputMethodEvent>
 #include <QKeyEvent>
 #include <QMimeData>
 #include <QPlainTextEdit>
@@ -10,6 +16,7 @@
 #include <QVBoxLayout>
 
 #include <algorithm>
+#include <limits>
 
 namespace tonaris {
 
@@ -24,8 +31,63 @@ QString normalizedBreaks(QString text)
     return text;
 }
 
+// Length in the CR LF model of a text whose breaks are already single LFs.
+qint64 outerLength(const QString &normalized)
+{
+    return normalized.size() + normalized.count(QLatin1Char('\n'));
+}
+
+int shiftState(Qt::KeyboardModifiers modifiers)
+{
+    return (modifiers & Qt::ShiftModifier ? 1 : 0) + (modifiers & Qt::ControlModifier ? 2 : 0) +
+           (modifiers & Qt::AltModifier ? 4 : 0);
+}
+
+bool isEnter(const QKeyEvent &event)
+{
+    return event.key() == Qt::Key_Return || event.key() == Qt::Key_Enter;
+}
+
+int typedCharacter(const QKeyEvent &event)
+{
+    if (isEnter(event)) {
+        return 13;
+    }
+    if (event.key() == Qt::Key_Backspace) {
+        return 8;
+    }
+    return event.text().isEmpty() ? 0 : event.text().at(0).unicode();
+}
+
+// Characters a key press adds to the text, as the widget's own key handling will add them.
+qint64 typedLength(const QKeyEvent &event)
+{
+    const Qt::KeyboardModifiers modifiers = event.modifiers();
+    if ((modifiers & Qt::ControlModifier) && !(modifiers & Qt::AltModifier)) {
+        return 0;
+    }
+    if (isEnter(event)) {
+        return 2;
+    }
+    const QString typed = event.text();
+    const bool prints = !typed.isEmpty() && (typed.at(0).isPrint() || typed.at(0).isSurrogate());
+    return prints ? typed.size() : 0;
+}
+
+QString firstLocalFile(const QMimeData *data)
+{
+    if (data != nullptr) {
+        for (const QUrl &url : data->urls()) {
+            if (url.isLocalFile()) {
+                return url.toLocalFile();
+            }
+        }
+    }
+    return {};
+}
+
 // The edit box itself. It keeps one block per logical line whatever arrives by keyboard or
-// clipboard, and hands every context menu request to the owner instead of showing its own.
+// clipboard, raises the owner's key events and holds the user's typing to the buffer size.
 class Editor : public QPlainTextEdit
 {
 public:
@@ -34,13 +96,97 @@ public:
         , m_owner(owner)
     {}
 
+    int topLine() const { return firstVisibleBlock().blockNumber(); }
+
 protected:
     void keyPressEvent(QKeyEvent *event) override
     {
+        int keyCode = event->key();
+        emit m_owner->KeyDown(keyCode, shiftState(event->modifiers()));
+        if (keyCode == 0) {
+            event->accept();
+            return;
+        }
+        const int typed = typedCharacter(*event);
+        int keyAscii = typed;
+        if (typed != 0) {
+            emit m_owner->KeyPress(keyAscii);
+            if (keyAscii == 0) {
+                event->accept();
+                return;
+            }
+        }
+        if (keyAscii != typed && keyAscii > 0 && keyAscii <= 0xffff) {
+            const Qt::Key key = keyAscii == 13  ? Qt::Key_Return
+                                : keyAscii == 8 ? Qt::Key_Backspace
+                                                : Qt::Key_unknown;
+            QKeyEvent other(event->type(), key, Qt::NoModifier, QString(QChar(char16_t(keyAscii))),
+                            event->isAutoRepeat());
+            edit(&other);
+            event->setAccepted(other.isAccepted());
+            return;
+        }
+        edit(event);
+    }
+
+    void keyReleaseEvent(QKeyEvent *event) override
+    {
+        int keyCode = event->key();
+        emit m_owner->KeyUp(keyCode, shiftState(event->modifiers()));
+        if (keyCode == 0) {
+            event->accept();
+            return;
+        }
+        QPlainTextEdit::keyReleaseEvent(event);
+    }
+
+    void inputMethodEvent(QInputMethodEvent *event) override
+    {
+        if (!fits(event->commitString().size())) {
+            // The composition goes on; only the text that would not fit is dropped.
+            QApplication::beep();
+            QInputMethodEvent composing(event->preeditString(), event->attributes());
+            QPlainTextEdit::inputMethodEvent(&composing);
+            return;
+        }
+        QPlainTextEdit::inputMethodEvent(event);
+    }
+
+    void insertFromMimeData(const QMimeData *source) override
+    {
+        if (source == nullptr || !source->hasText()) {
+            return;
+        }
+        const QString text = normalizedBreaks(source->text());
+        if (!fits(outerLength(text))) {
+            // Refused whole: a cut-off paste would lose its tail without anyone noticing.
+            QApplication::beep();
+            return;
+        }
+        QTextCursor cursor = textCursor();
+        cursor.insertText(text);
+        setTextCursor(cursor);
+        ensureCursorVisible();
+    }
+
+private:
+    // Whether the user may add that many characters in place of the selection.
+    bool fits(qint64 added) const
+    {
+        return isReadOnly() || added <= 0 ||
+               qint64(m_owner->Length()) - m_owner->SelLength() + added <= m_owner->BufferSize();
+    }
+
+    void edit(QKeyEvent *event)
+    {
+        if (!fits(typedLength(*event))) {
+            QApplication::beep();
+            event->accept();
+            return;
+        }
         // Shift+Enter would insert a line separator inside the block: a visible break that is
         // not a line for the speech loop. Treat it as a plain Enter.
-        const bool enter = event->key() == Qt::Key_Return || event->key() == Qt::Key_Enter;
-        if (enter && (event->modifiers() & Qt::ShiftModifier)) {
+        if (isEnter(*event) && (event->modifiers() & Qt::ShiftModifier)) {
             QKeyEvent plain(event->type(), event->key(), event->modifiers() & ~Qt::ShiftModifier,
                             event->text(), event->isAutoRepeat(), ushort(event->count()));
             QPlainTextEdit::keyPressEvent(&plain);
@@ -50,35 +196,23 @@ protected:
         QPlainTextEdit::keyPressEvent(event);
     }
 
-    void insertFromMimeData(const QMimeData *source) override
-    {
-        if (source == nullptr || !source->hasText()) {
-            return;
-        }
-        QTextCursor cursor = textCursor();
-        cursor.insertText(normalizedBreaks(source->text()));
-        setTextCursor(cursor);
-        ensureCursorVisible();
-    }
-
-    void contextMenuEvent(QContextMenuEvent *event) override
-    {
-        // The program always brings its own menu, so the toolkit's one never appears, whether
-        // or not a handler took the request.
-        bool handled = false;
-        emit m_owner->ContextMenu(handled, event->globalPos());
-        event->accept();
-    }
-
-private:
     Text *m_owner;
 };
 
 } // namespace
 
-struct Text::Private
+struct Text::Private : SuperClassI
 {
+    explicit Private(Text *owner)
+        : q(owner)
+    {}
+
+    Text *q;
     Editor *edit = nullptr;
+    // The mouse's menu requests reach the viewport, the menu key's the editor itself.
+    SuperClassC viewportHook;
+    SuperClassC editorHook;
+    int bufferSize = 1000000;
     // Line found by the last conversion. Only a hint: it is checked against the document before
     // use, so edits never make it wrong, and caret and speech positions mostly stay near it.
     mutable int lastLine = 0;
@@ -168,16 +302,74 @@ struct Text::Private
     {
         return document()->findBlock(edit->textCursor().selectionStart());
     }
+
+    void Before(bool &lHandled, qintptr &lReturn, QObject *, QEvent *uMsg) override
+    {
+        switch (uMsg->type()) {
+        case QEvent::ContextMenu: {
+            // The program always brings its own menu, so the toolkit's one never appears,
+            // whether or not a handler took the request.
+            bool handled = false;
+            emit q->ContextMenu(handled, static_cast<QContextMenuEvent *>(uMsg)->globalPos());
+            lHandled = true;
+            lReturn = 1;
+            break;
+        }
+        case QEvent::DragEnter:
+        case QEvent::DragMove: {
+            // Files are taken whatever the lock; any other drag is the editor's business.
+            auto *drag = static_cast<QDragMoveEvent *>(uMsg);
+            if (!firstLocalFile(drag->mimeData()).isEmpty()) {
+                drag->acceptProposedAction();
+                lHandled = true;
+                lReturn = 1;
+            }
+            break;
+        }
+        case QEvent::Drop: {
+            auto *drop = static_cast<QDropEvent *>(uMsg);
+            const QString path = firstLocalFile(drop->mimeData());
+            if (path.isEmpty()) {
+                break;
+            }
+            drop->acceptProposedAction();
+            lHandled = true;
+            lReturn = 1;
+            // Opening a document may ask questions; the drag source must not wait for them.
+            QMetaObject::invokeMethod(
+                q,
+                [owner = q, path] {
+                    QString name = path;
+                    emit owner->DropFile(name);
+                },
+                Qt::QueuedConnection);
+            break;
+        }
+        default:
+            break;
+        }
+    }
+
+    void After(qintptr &, QObject *, QEvent *) override {}
 };
 
 Text::Text(QWidget *parent)
     : QWidget(parent)
-    , d(new Private)
+    , d(new Private(this))
 {
     d->edit = new Editor(this);
     d->edit->setObjectName(QStringLiteral("TextEditor"));
     d->edit->setAccessibleName(QStringLiteral("Text"));
     d->edit->setLineWrapMode(QPlainTextEdit::NoWrap);
+    d->edit->setTabChangesFocus(true);
+    d->edit->viewport()->setAcceptDrops(true);
+    for (QEvent::Type type :
+         {QEvent::ContextMenu, QEvent::DragEnter, QEvent::DragMove, QEvent::Drop}) {
+        d->viewportHook.AddMsg(type, true);
+    }
+    d->viewportHook.Subclass(d->edit->viewport(), d);
+    d->editorHook.AddMsg(QEvent::ContextMenu, true);
+    d->editorHook.Subclass(d->edit, d);
     auto *layout = new QVBoxLayout(this);
     layout->setContentsMargins(0, 0, 0, 0);
     layout->setSpacing(0);
@@ -205,6 +397,8 @@ void Text::setText(const QString &text)
     d->edit->setPlainText(normalizedBreaks(text));
     d->edit->moveCursor(QTextCursor::Start);
     d->lastLine = 0;
+    d->bufferSize = int(std::clamp<qint64>(qint64(d->length()) + 32000, d->bufferSize,
+                                           std::numeric_limits<int>::max()));
 }
 
 int Text::Length() const
@@ -307,6 +501,63 @@ void Text::SetWordWrap(bool on)
 {
     d->edit->setLineWrapMode(on ? QPlainTextEdit::WidgetWidth : QPlainTextEdit::NoWrap);
     d->edit->ensureCursorVisible();
+}
+
+QString Text::GetLine(int lineIndex) const
+{
+    if (lineIndex < 0 || lineIndex > d->length()) {
+        return {};
+    }
+    const int count = d->blockAt(lineIndex).length() - 1;
+    const QTextBlock line = d->document()->findBlockByNumber(lineIndex);
+    return count > 0 && line.isValid() ? line.text().left(count) : QString();
+}
+
+int Text::GetTopLineIndex() const
+{
+    return d->edit->topLine();
+}
+
+int Text::BufferSize() const
+{
+    return d->bufferSize;
+}
+
+void Text::SetBufferSize(int maxChars)
+{
+    d->bufferSize = maxChars > 0 ? maxChars : std::numeric_limits<int>::max();
+}
+
+QString Text::FontName() const
+{
+    return d->edit->font().family();
+}
+
+void Text::SetFontName(const QString &family)
+{
+    if (family.trimmed().isEmpty()) {
+        return;
+    }
+    QFont font = d->edit->font();
+    font.setFamily(family);
+    d->edit->setFont(font);
+}
+
+int Text::FontSize() const
+{
+    const QFont font = d->edit->font();
+    return font.pointSize() > 0 ? font.pointSize() : QFontInfo(font).pointSize();
+}
+
+void Text::SetFontSize(int points)
+{
+    if (points < 1) {
+        return;
+    }
+    QFont font = d->edit->font();
+    // Far beyond any screen; larger sizes only make glyph caches huge.
+    font.setPointSize(std::min(points, 1000));
+    d->edit->setFont(font);
 }
 
 QPlainTextEdit *Text::editor() const

@@ -1,8 +1,12 @@
 #include "TestSupport.h"
+#include "textprep/SuperClass.h"
 #include "textprep/Text.h"
 
 #include <QAccessible>
 #include <QApplication>
+#include <QClipboard>
+#include <QDropEvent>
+#include <QMimeData>
 #include <QPlainTextEdit>
 #include <QSignalSpy>
 #include <QTest>
@@ -21,6 +25,16 @@ static int landing(const QString &text, int position)
     const bool atLf = position > 0 && position < text.size() && text.at(position) == u'\n';
     return atLf ? position - 1 : position;
 }
+
+// A subclassing's target and owner at once: handles only QEvent::User, Before swallows all.
+struct Probe : QObject, tonaris::SuperClassI
+{
+    int seen = 0, befores = 0;
+    QList<qintptr> afters; // lReturn as After found it
+    bool event(QEvent *e) override { return ++seen && e->type() == QEvent::User; }
+    void Before(bool &handled, qintptr &, QObject *, QEvent *) override { handled = ++befores; }
+    void After(qintptr &result, QObject *, QEvent *) override { afters << result; }
+};
 
 class TstText : public QObject
 {
@@ -199,6 +213,173 @@ private slots:
         QCOMPARE(requests.size(), 1);
         QVERIFY(keyboard || requests.first() == global);
         QVERIFY(!popupSeen);
+    }
+
+    void getLine_data()
+    {
+        QTest::addColumn<QString>("text");
+        QTest::addColumn<int>("index");
+        QTest::addColumn<QString>("expected");
+        const QString four = QStringLiteral("abc\r\nde\r\n\r\nfghij");
+        QTest::newRow("shorter line, count from line 0") << four << 1 << "de";
+        QTest::newRow("cut to the length of line 0") << four << 3 << "fgh";
+        QTest::newRow("count 0 hides a whole line") << QStringLiteral("\r\nabc") << 1 << "";
+        QTest::newRow("no such line") << four << 5 << "";
+    }
+    void getLine()
+    {
+        QFETCH(QString, text);
+        QFETCH(int, index);
+        m_text.setText(text);
+        QTEST(m_text.GetLine(index), "expected");
+    }
+
+    void bufferSize_data()
+    {
+        QTest::addColumn<int>("limit");
+        QTest::addColumn<bool>("paste"); // else typed, at the end of "abc\r\nde"
+        QTest::addColumn<QString>("input");
+        QTest::addColumn<QString>("expected");
+        const QString same = QStringLiteral("abc\r\nde");
+        QTest::newRow("typing stops at the limit") << 9 << false << "xyz"
+                                                   << "abc\r\ndexy";
+        QTest::newRow("enter counts two") << 8 << false << "\r" << same;
+        QTest::newRow("paste refused whole") << 10 << true << "1\n2" << same;
+        QTest::newRow("paste that fits") << 10 << true << "1\n"
+                                         << "abc\r\nde1\r\n";
+    }
+    void bufferSize()
+    {
+        QFETCH(int, limit);
+        QFETCH(bool, paste);
+        QFETCH(QString, input);
+        QCOMPARE(Text().BufferSize(), 1000000);
+        m_text.SetBufferSize(limit);
+        m_text.SetSelStart(7);
+        QApplication::clipboard()->setText(input);
+        if (paste) {
+            QTest::keyClick(m_text.editor(), Qt::Key_V, Qt::ControlModifier);
+        } else {
+            QTest::keyClicks(m_text.editor(), input);
+        }
+        QTEST(m_text.text(), "expected");
+        m_text.setText(QString(40000, u'x')); // never refused, and the user gets room again
+        QCOMPARE(m_text.Length(), 40000);
+        QCOMPARE(m_text.BufferSize(), 72000);
+    }
+
+    void keys_data()
+    {
+        QTest::addColumn<QString>("typed"); // "\x01" is Control+A
+        QTest::addColumn<int>("ascii");     // as KeyPress sees it, 0 when not raised
+        QTest::addColumn<QString>("expected");
+        QTest::addColumn<int>("selLength");
+        const QString same = QStringLiteral("abc\r\nde");
+        QTest::newRow("ctrl+a cancelled") << "\x01" << 0 << same << 1;
+        QTest::newRow("ctrl+a") << "\x01" << 1 << same << 7;
+        QTest::newRow("enter") << "\r" << 13 << "a\r\nc\r\nde" << 0;
+        QTest::newRow("é cancelled") << "é" << 0xe9 << same << 1;
+    }
+    void keys()
+    {
+        QFETCH(QString, typed);
+        QFETCH(int, ascii);
+        const bool ctrl = typed == u"\x01";
+        const bool cancel = QByteArray(QTest::currentDataTag()).endsWith("cancelled");
+        const int key = ctrl ? Qt::Key_A : typed == u"\r" ? Qt::Key_Return : Qt::Key_unknown;
+        m_text.SetSelStart(1);
+        m_text.SetSelLength(1);
+        QObject scope;
+        QList<int> downs, presses; // the Control key's own KeyDown is left out
+        connect(&m_text, &Text::KeyDown, &scope, [&](int &code, int shift) {
+            downs << QList<int>{code, shift}.mid(code == key ? 0 : 2);
+            code = cancel && ctrl ? 0 : code;
+        });
+        connect(&m_text, &Text::KeyPress, &scope, [&](int &code) {
+            presses << code;
+            code = cancel ? 0 : code;
+        });
+        QTest::sendKeyEvent(QTest::Click, m_text.editor(), Qt::Key(key), typed,
+                            ctrl ? Qt::ControlModifier : Qt::NoModifier);
+        QCOMPARE(downs, QList<int>({key, ctrl ? 2 : 0}));
+        QCOMPARE(presses, ascii ? QList<int>{ascii} : QList<int>());
+        QTEST(m_text.text(), "expected");
+        QTEST(m_text.SelLength(), "selLength");
+    }
+
+    void drops_data()
+    {
+        QTest::addColumn<QStringList>("urls");
+        QTest::addColumn<QString>("plain");
+        QTest::addColumn<QStringList>("files"); // as DropFile sees them
+        QTest::addColumn<QString>("expected");
+        const QString same = QStringLiteral("abc\r\nde");
+        QTest::newRow("web address, two files, names as text")
+            << QStringList{"https://a.org/b", "file:///a b", "file:///c"} << "/a b"
+            << QStringList{"/a b"} << same;
+        QTest::newRow("plain text") << QStringList() << "zz" << QStringList() << "zzabc\r\nde";
+    }
+    void drops()
+    {
+        QFETCH(QStringList, urls);
+        QFETCH(QString, plain);
+        QFETCH(QStringList, files);
+        QMimeData data;
+        data.setUrls(QUrl::fromStringList(urls));
+        data.setText(plain);
+        QObject scope;
+        QStringList seen;
+        connect(&m_text, &Text::DropFile, &scope, [&](QString &path) { seen << path; });
+        QWidget *viewport = m_text.editor()->viewport();
+        QDragEnterEvent enter(QPoint(1, 1), Qt::CopyAction, &data, Qt::LeftButton, Qt::NoModifier);
+        QApplication::sendEvent(viewport, &enter);
+        QDropEvent drop(QPointF(1, 1), Qt::CopyAction, &data, Qt::LeftButton, Qt::NoModifier);
+        QApplication::sendEvent(viewport, &drop);
+        QVERIFY(enter.isAccepted() && drop.isAccepted());
+        QTRY_COMPARE(seen.size(), files.size()); // queued, so that a slow handler never holds
+        QCOMPARE(seen, files);                   // up the dragging program
+        QTEST(m_text.text(), "expected");
+    }
+
+    void superClass_data()
+    {
+        // B/A: QEvent::User before/after, a: User + 1 after, *: every event to After.
+        QTest::addColumn<QString>("registrations");
+        QTest::addColumn<int>("sent"); // QEvent::User + sent
+        QTest::addColumn<int>("seen"); // by the target
+        QTest::addColumn<int>("befores");
+        QTest::addColumn<QList<qintptr>>("afters");
+        using R = QList<qintptr>;
+        QTest::newRow("before swallows") << "B" << 0 << 0 << 1 << R();
+        QTest::newRow("after sees handled") << "A" << 0 << 1 << 0 << R{1};
+        QTest::newRow("after sees refused") << "a" << 1 << 1 << 0 << R{0};
+        QTest::newRow("first registration wins") << "BA" << 0 << 0 << 1 << R();
+        QTest::newRow("others pass untouched") << "a" << 0 << 1 << 0 << R();
+        QTest::newRow("all events to after") << "*" << 0 << 1 << 0 << R{1};
+    }
+    void superClass()
+    {
+        QFETCH(QString, registrations);
+        QFETCH(int, sent);
+        QFETCH(int, seen);
+        Probe probe;
+        tonaris::SuperClassC hook;
+        for (QChar c : registrations) {
+            if (c != u'*') {
+                hook.AddMsg(QEvent::Type(QEvent::User + (c == u'a')), c == u'B');
+            }
+        }
+        QVERIFY(hook.Subclass(&probe, &probe, registrations == u"*"));
+        QEvent event(QEvent::Type(QEvent::User + sent));
+        QCoreApplication::sendEvent(&probe, &event);
+        QCOMPARE(probe.seen, seen);
+        QTEST(probe.befores, "befores");
+        QTEST(probe.afters, "afters");
+        hook.UnSubclass();
+        hook.UnSubclass();
+        QCoreApplication::sendEvent(&probe, &event);
+        QCOMPARE(probe.seen, seen + 1); // straight to the target, the probe's lists unchanged
+        QTEST(probe.befores, "befores");
     }
 };
 
