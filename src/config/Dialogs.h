@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QString>
+#include <QStringList>
 
 class QWidget;
 
@@ -15,6 +16,11 @@ public:
 
     virtual ~Dialogs() = default;
     virtual void message(QWidget *parent, const QString &text, Icon icon, const QString &title) = 0;
+    // One of several answers, by index; -1 when the question was closed unanswered.
+    virtual int choose(QWidget *parent, const QString &text, const QStringList &buttons,
+                       const QString &title) = 0;
+    // A file to open; "" when cancelled. filter as "Sound Files (*.wav *.mp3)".
+    virtual QString openFileName(QWidget *parent, const QString &title, const QString &filter) = 0;
 
     // The instance in force; never null once the program has set one up.
     static Dialogs *instance();
@@ -27,6 +33,12 @@ class ConsoleDialogs : public Dialogs
 {
 public:
     void message(QWidget *parent, const QString &text, Icon icon, const QString &title) override;
+    // Nobody to ask: no answer, no file.
+    int choose(QWidget *, const QString &, const QStringList &, const QString &) override
+    {
+        return -1;
+    }
+    QString openFileName(QWidget *, const QString &, const QString &) override { return {}; }
 };
 
 } // namespace tonaris

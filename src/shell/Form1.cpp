@@ -3,6 +3,7 @@
 #include "audio/AudioOutput.h"
 #include "config/Dialogs.h"
 #include "config/MultiLang.h"
+#include "config/ProgramConsent.h"
 #include "textprep/Text.h"
 #include "voices/EspeakEngine.h"
 
@@ -73,7 +74,11 @@ Form1::Form1(SpeechEngine *voice, SpeechEngine *voiceOver, QWidget *parent)
     buildWindow();
     resize(960, 640);
     buildContextMenu();
+    buildEditMenu();
+    buildKeywordMenu();
     translateCaptions();
+    translateEditMenu();
+    translateKeywordMenu();
 
     m_session.setEditor(Text1);
     m_session.setVoices(Voice, VoiceOver);
@@ -150,6 +155,9 @@ void Form1::buildWindow()
     CheckTracking = new QCheckBox(frameOptions);
     CheckTracking->setObjectName(QStringLiteral("CheckTracking"));
     CheckTracking->setChecked(true);
+    CheckSpeechLineOnPressEnter = new QCheckBox(frameOptions);
+    CheckSpeechLineOnPressEnter->setObjectName(QStringLiteral("CheckSpeechLineOnPressEnter"));
+    optionsLayout->addWidget(CheckSpeechLineOnPressEnter);
     optionsLayout->addWidget(CheckTracking);
     side->addWidget(frameOptions);
     side->addStretch(1);
@@ -219,6 +227,8 @@ void Form1::translateCaptions()
     CommandSpeakPrevLine->setText(Translate(QStringLiteral("Speak &Previous Line")));
     CommandSpeakCurrentLine->setText(Translate(QStringLiteral("Speak &Current Line")));
     CheckTracking->setText(Translate(QStringLiteral("Show Trac&king")));
+    CheckSpeechLineOnPressEnter->setText(
+        Translate(QStringLiteral("When press Enter, rea&d the line")));
     CheckTracking->setToolTip(Translate(QStringLiteral("Select the actually speaking word")));
     for (QAction *a : MenuQuickVoiceSelect->actions()) {
         if (a->objectName() == QLatin1String("menuSpeakSelected"))

@@ -4,6 +4,8 @@
 
 #include <QMainWindow>
 
+#include <memory>
+
 class QCheckBox;
 class QComboBox;
 class QLabel;
@@ -12,6 +14,9 @@ class QPushButton;
 
 namespace tonaris {
 
+class FormFind;
+class ProgramConsent;
+class FormReplace;
 class SpeechEngine;
 class Text;
 
@@ -31,6 +36,23 @@ public:
     // False when no audio output exists: speaking aloud is then disabled.
     bool canSpeak() const { return m_canSpeak; }
 
+    // Set when a key has been consumed, so that its character reaches no control.
+    bool SuppressKeyPress = false;
+
+    // The Edit menu and the editor's popup.
+    void menuSelectAll_Click();
+    void menuCut_Click();
+    void menuCopy_Click();
+    void menuPaste_Click();
+    void menuDelete_Click();
+    void menuFind_Click();
+    void menuReplace_Click();
+    void menuWordWrap_Click();
+    FormFind *formFind();
+
+    // Puts keyword text at the start of the caret's line.
+    void InsertKeywordText(const QString &In_Text);
+
 protected:
     void closeEvent(QCloseEvent *event) override;
 
@@ -42,6 +64,13 @@ private:
     void onDisplayChanged(int display);
     void Text1_ContextMenu(bool &handled, const QPoint &globalPos);
     void translateCaptions();
+    void buildEditMenu();
+    void translateEditMenu();
+    void Text1_KeyDown(int &keyCode, int shift);
+    void Text1_KeyPress(int &keyAscii);
+    void buildKeywordMenu();
+    void translateKeywordMenu();
+    void selectVoiceByName(const QString &upperName);
 
     SpeechSession m_session;
     SpeechEngine *Voice = nullptr;
@@ -56,6 +85,12 @@ private:
     QPushButton *CommandSpeakPrevLine = nullptr;
     QPushButton *CommandSpeakCurrentLine = nullptr;
     QCheckBox *CheckTracking = nullptr;
+    QCheckBox *CheckSpeechLineOnPressEnter = nullptr;
+    QMenu *menuEdit = nullptr;
+    QMenu *menuInsertKeyWord = nullptr;
+    std::unique_ptr<ProgramConsent> m_consent;
+    FormFind *m_formFind = nullptr;
+    FormReplace *m_formReplace = nullptr;
     QLabel *StatusBar = nullptr;
     QLabel *StatusBarVoice = nullptr;
     QLabel *ImagePuntoSpento = nullptr;

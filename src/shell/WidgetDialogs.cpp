@@ -1,6 +1,8 @@
 #include "shell/WidgetDialogs.h"
 
+#include <QFileDialog>
 #include <QMessageBox>
+#include <QPushButton>
 
 namespace tonaris {
 
@@ -23,6 +25,25 @@ void WidgetDialogs::message(QWidget *parent, const QString &text, Icon icon, con
     QMessageBox box(boxIcon, title.isEmpty() ? QStringLiteral("Tonaris") : title, text,
                     QMessageBox::Ok, parent);
     box.exec();
+}
+
+int WidgetDialogs::choose(QWidget *parent, const QString &text, const QStringList &buttons,
+                          const QString &title)
+{
+    QMessageBox box(QMessageBox::Question, title.isEmpty() ? QStringLiteral("Tonaris") : title,
+                    text, QMessageBox::NoButton, parent);
+    QList<QAbstractButton *> added;
+    for (const QString &caption : buttons)
+        added.append(box.addButton(caption, QMessageBox::AcceptRole));
+    if (!added.isEmpty())
+        box.setEscapeButton(added.last());
+    box.exec();
+    return int(added.indexOf(box.clickedButton()));
+}
+
+QString WidgetDialogs::openFileName(QWidget *parent, const QString &title, const QString &filter)
+{
+    return QFileDialog::getOpenFileName(parent, title, QString(), filter);
 }
 
 } // namespace tonaris

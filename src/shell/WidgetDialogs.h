@@ -9,6 +9,9 @@ class WidgetDialogs : public Dialogs
 {
 public:
     void message(QWidget *parent, const QString &text, Icon icon, const QString &title) override;
+    int choose(QWidget *parent, const QString &text, const QStringList &buttons,
+               const QString &title) override;
+    QString openFileName(QWidget *parent, const QString &title, const QString &filter) override;
 };
 
 } // namespace tonaris

@@ -1,4 +1,5 @@
 // The main window driven as a user would, on a scripted engine.
+#include "RecordingDialogs.h"
 #include "ScriptedEngine.h"
 #include "TestSupport.h"
 #include "config/Dialogs.h"
@@ -15,18 +16,8 @@
 #include <QTest>
 
 using namespace tonaris;
+using tonaris::test::RecordingDialogs;
 using tonaris::test::ScriptedEngine;
-
-namespace {
-struct RecordingDialogs : Dialogs
-{
-    QStringList messages;
-    void message(QWidget *, const QString &text, Icon, const QString &) override
-    {
-        messages.append(text);
-    }
-};
-} // namespace
 
 class TestForm1 : public QObject
 {
@@ -134,9 +125,92 @@ private slots:
         QTRY_VERIFY(menu->isVisible());
         QStringList captions;
         for (QAction *a : menu->actions())
-            captions.append(a->text());
-        QCOMPARE(captions, (QStringList{"Speak selected", "Speak from here"}));
+            if (!a->isSeparator())
+                captions.append(a->text());
+        QCOMPARE(captions, (QStringList{"Insert KEYWORD", "Speak selected", "Speak from here",
+                                        "Cut", "Copy", "Paste", "Delete", "Select all"}));
         menu->hide();
+    }
+
+    void editorKeys_data()
+    {
+        QTest::addColumn<int>("key");
+        QTest::addColumn<int>("modifiers");
+        QTest::addColumn<QString>("spoken"); // what the scripted engine is given first
+        QTest::newRow("Alt+Left speaks the current line")
+            << int(Qt::Key_Left) << int(Qt::AltModifier) << "beta";
+        QTest::newRow("Alt+Up the previous") << int(Qt::Key_Up) << int(Qt::AltModifier) << "alpha";
+        QTest::newRow("Alt+Down the next") << int(Qt::Key_Down) << int(Qt::AltModifier) << "gamma";
+        QTest::newRow("Alt+Right from the cursor")
+            << int(Qt::Key_Right) << int(Qt::AltModifier) << "beta";
+    }
+    void editorKeys()
+    {
+        QFETCH(int, key);
+        QFETCH(int, modifiers);
+        QFETCH(QString, spoken);
+        w->Text1->setText(QStringLiteral("alpha\r\nbeta\r\ngamma"));
+        w->Text1->SetSelStart(w->Text1->GetPosStartFromLineIndex(1));
+        QTest::keyClick(w->Text1->editor(), Qt::Key(key), Qt::KeyboardModifiers(modifiers));
+        QTRY_COMPARE(voice->spoken().value(0), spoken);
+        QCOMPARE(w->Text1->text(), QStringLiteral("alpha\r\nbeta\r\ngamma"));
+    }
+
+    void selectAllCutPasteAtAnyPosition()
+    {
+        const QString big = QString(40000, QLatin1Char('x')) + QStringLiteral("\r\ntail");
+        w->Text1->setText(big);
+        QTest::keyClick(w->Text1->editor(), Qt::Key_A, Qt::ControlModifier);
+        QCOMPARE(w->Text1->SelLength(), w->Text1->Length());
+        // Beyond 32767 characters cut and paste still work.
+        w->Text1->SetSelStart(40002);
+        w->Text1->SetSelLength(4);
+        w->menuCut_Click();
+        QCOMPARE(w->Text1->text(), QString(40000, QLatin1Char('x')) + QStringLiteral("\r\n"));
+        w->Text1->SetSelStart(0);
+        w->menuPaste_Click();
+        QVERIFY(w->Text1->text().startsWith(QStringLiteral("tailx")));
+        w->Text1->editor()->undo();
+        QCOMPARE(w->Text1->Length(), 40002);
+    }
+
+    void enterReadsTheLineItEnds()
+    {
+        child<QCheckBox>("CheckSpeechLineOnPressEnter")->setChecked(true);
+        w->Text1->setText(QStringLiteral("hello there\r\n#STOP"));
+        w->Text1->SetSelStart(11);
+        QTest::keyClick(w->Text1->editor(), Qt::Key_Return);
+        QTRY_COMPARE(voice->spoken().value(0), QStringLiteral("hello there"));
+        QVERIFY(w->Text1->text().startsWith(QStringLiteral("hello there\r\n\r\n")));
+        voice->finish();
+        QTRY_COMPARE(w->session().StatusDisplay, 0);
+        // A keyword line is not read.
+        w->Text1->SetSelStart(w->Text1->Length());
+        QTest::keyClick(w->Text1->editor(), Qt::Key_Return);
+        QTest::qWait(50);
+        QCOMPARE(voice->spoken().size(), 1);
+    }
+
+    void keywordMenuInsertsAtTheLineStart()
+    {
+        w->Text1->setText(QStringLiteral("one\r\ntwo"));
+        w->Text1->SetSelStart(6);
+        w->findChild<QAction *>(QStringLiteral("menuWait"))->trigger();
+        QCOMPARE(w->Text1->text(), QStringLiteral("one\r\n#WAIT 3\r\ntwo"));
+        QCOMPARE(w->Text1->SelStart(), 12);
+        dialogs.files = QStringList{QStringLiteral("/tmp/a b.mp3")};
+        w->findChild<QAction *>(QStringLiteral("menuPlaySoundFile"))->trigger();
+        QVERIFY(w->Text1->text().contains(QStringLiteral("#PLAY \"/tmp/a b.mp3\"\r\n#WAIT 3")));
+        dialogs.files = QStringList{QStringLiteral("/tmp/notes.txt")}; // not a sound: nothing
+        const QString before = w->Text1->text();
+        w->findChild<QAction *>(QStringLiteral("menuPlaySoundFile"))->trigger();
+        QCOMPARE(w->Text1->text(), before);
+    }
+
+    void voiceLineSelectsTheVoice()
+    {
+        emit w->session().voiceRequested(QStringLiteral("SCRIPTED"));
+        QCOMPARE(child<QComboBox>("ComboVoci")->currentText(), QStringLiteral("Scripted"));
     }
 
     void noAudioDeviceDisablesSpeaking()
