@@ -5,6 +5,7 @@ TONARIS_PACKAGES=(
     cmake g++ make pkg-config
     qt6-base-dev qt6-multimedia-dev libgl-dev
     libespeak-ng-dev espeak-ng-data libsoxr-dev
+    lame
     fonts-dejavu-core
 )
 TONARIS_TEST_PACKAGES=(pulseaudio pulseaudio-utils espeak-ng sox)

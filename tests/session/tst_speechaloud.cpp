@@ -7,9 +7,13 @@
 #include "textprep/Text.h"
 #include "voices/EspeakEngine.h"
 
+#include <QProcess>
 #include <QRegularExpression>
+#include <QTemporaryDir>
+
 #include <QSignalSpy>
 #include <QTest>
+#include <cmath>
 
 using namespace tonaris;
 using tonaris::test::AudioCapture;
@@ -27,6 +31,27 @@ private:
 
     // The display, unlike the state, does not blink to idle between two lines.
     bool runEnded() const { return s->StatusDisplay == SpeechSession::DisplayReady; }
+
+    // Strength of one frequency over a stretch of the recording (Goertzel), RMS-like scale.
+    static double toneLevel(const AudioCapture &c, qint64 from, qint64 count, double hz)
+    {
+        const double w = 2 * M_PI * hz / AudioCapture::SampleRate;
+        double s1 = 0, s2 = 0;
+        const qint64 end = std::min<qint64>(from + count, c.samples().size());
+        for (qint64 i = std::max<qint64>(from, 0); i < end; ++i) {
+            const double s0 = c.samples()[i] + 2 * std::cos(w) * s1 - s2;
+            s2 = s1;
+            s1 = s0;
+        }
+        const double power = s1 * s1 + s2 * s2 - 2 * std::cos(w) * s1 * s2;
+        return std::sqrt(std::max(0.0, power)) * 2 / std::max<qint64>(1, end - from);
+    }
+    static bool make(const QString &program, const QStringList &args)
+    {
+        QProcess p;
+        p.start(program, args);
+        return p.waitForFinished(30000) && p.exitCode() == 0;
+    }
 
     static QStringList wordsOf(const QString &text)
     {
@@ -143,6 +168,68 @@ private slots:
                  qPrintable(QString::number(AudioCapture::msFromFrames(longestGap))));
         QVERIFY(gapAt > 0 && gapAt < spans.size());
         QCOMPARE(wordsOf(highlighted.join(QLatin1Char(' '))).size(), 16);
+    }
+
+    void scriptSoundsAreHeard()
+    {
+        QTemporaryDir dir;
+        const QString wav = dir.filePath("Tone.wav"), mp3src = dir.filePath("src.wav");
+        if (!make("sox", {"-n", "-r", "22050", "-c", "1", "-b", "16", wav, "synth", "1", "sine",
+                          "880", "vol", "0.5"}) ||
+            !make("sox", {"-n", "-r", "44100", "-c", "2", "-b", "16", mp3src, "synth", "1", "sine",
+                          "440", "vol", "0.5"}) ||
+            !make("lame", {"--silent", mp3src, dir.filePath("Low Tone.mp3")}))
+            QSKIP("sox or lame is missing; ./test.sh installs them");
+        s->TextFolder = dir.path();
+        editor->setText("Hello.\r\n#PLAY tone.wav\r\n#PLAY \"low tone.mp3\"\r\n#WAIT 2\r\nBye.");
+        AudioCapture capture;
+        QVERIFY(capture.start());
+        s->CommandSpeech_Click();
+        QTRY_COMPARE_WITH_TIMEOUT(s->SpeechState, 1, 2000);
+        QTRY_VERIFY_WITH_TIMEOUT(runEnded(), 30000);
+        QVERIFY(capture.stop());
+
+        // Speech, the high tone, the low tone, about two seconds of nothing, speech.
+        const auto spans = capture.soundSpans(1000, 300);
+        QVERIFY(spans.size() >= 2);
+        const qint64 step = AudioCapture::framesFromMs(100);
+        qint64 high = -1, low = -1;
+        for (qint64 at = spans.first().start; at < spans.first().end; at += step) {
+            if (high < 0 && toneLevel(capture, at, step, 880) > 2000)
+                high = at;
+            if (low < 0 && toneLevel(capture, at, step, 440) > 2000)
+                low = at;
+        }
+        QVERIFY2(high > spans.first().start && low > high + AudioCapture::framesFromMs(800),
+                 qPrintable(QStringLiteral("%1 %2").arg(high).arg(low)));
+        const double gapMs =
+            AudioCapture::msFromFrames(spans.last().start - spans[spans.size() - 2].end);
+        QVERIFY2(gapMs > 1500 && gapMs < 3500, qPrintable(QString::number(gapMs)));
+        QCOMPARE(QDir(dir.path()).entryList({"temp_*"}).size(), 0);
+    }
+
+    void playOverSoundsUnderSpeech()
+    {
+        QTemporaryDir dir;
+        if (!make("sox", {"-n", "-r", "22050", "-c", "1", "-b", "16", dir.filePath("bed.wav"),
+                          "synth", "1.5", "sine", "880", "vol", "0.3"}))
+            QSKIP("sox is missing; ./test.sh installs it");
+        s->TextFolder = dir.path();
+        editor->setText("#PLAYOVER BED.WAV\r\nThis sentence is spoken while the tone goes on "
+                        "under it, and it lasts longer than the tone.");
+        AudioCapture capture;
+        QVERIFY(capture.start());
+        s->CommandSpeech_Click();
+        QTRY_COMPARE_WITH_TIMEOUT(s->SpeechState, 1, 2000);
+        QTRY_VERIFY_WITH_TIMEOUT(runEnded(), 30000);
+        QVERIFY(capture.stop());
+        const auto spans = capture.soundSpans();
+        QVERIFY(!spans.isEmpty());
+        const qint64 start = spans.first().start, second = AudioCapture::framesFromMs(1000);
+        // The tone is there under the first second of speech and gone two seconds later.
+        QVERIFY(toneLevel(capture, start, second, 880) > 1500);
+        QVERIFY(toneLevel(capture, start + 2 * second, second, 880) < 500);
+        QVERIFY(!highlighted.isEmpty());
     }
 
     void stopPurgesAtOnce()
