@@ -107,6 +107,9 @@ void FormReplace::CommandFind_Click()
 
 void FormReplace::CommandReplace_Click()
 {
+    // While words are tracked the text must stay as it is, or the highlight would drift.
+    if (m_editor && m_editor->Locked())
+        return;
     if (!Find())
         return;
     const int start = m_editor->SelStart();
@@ -119,7 +122,7 @@ void FormReplace::CommandReplace_Click()
 void FormReplace::CommandReplaceAll_Click()
 {
     const QString what = TextFind->text();
-    if (what.isEmpty() || !m_editor)
+    if (what.isEmpty() || !m_editor || m_editor->Locked())
         return;
     const Qt::CaseSensitivity cs =
         CheckMatchCase->isChecked() ? Qt::CaseSensitive : Qt::CaseInsensitive;

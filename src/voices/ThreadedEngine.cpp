@@ -74,7 +74,7 @@ struct ThreadedEngine::Private
     // User-interface thread only.
     int volume = 100;
     int rate = 0;
-    int formatCode = 18; // 22 kHz 16 bit mono, the engine's own format
+    int formatCode = 22; // 22 kHz 16 bit mono, the engine's own format
     QString voiceId;
     TagState persisted;
     int nextStream = 1;

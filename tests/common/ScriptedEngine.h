@@ -60,7 +60,7 @@ public:
     }
     QString CurrentVoiceId() const override { return QStringLiteral("scripted"); }
     bool SetVoiceById(const QString &) override { return true; }
-    int AudioFormatType() const override { return 18; }
+    int AudioFormatType() const override { return 22; }
     void SetAudioFormatType(int) override {}
     bool HasAudioOutput() const override { return hasOutput; }
 

@@ -9,7 +9,9 @@
 #include <QAction>
 #include <QCheckBox>
 #include <QComboBox>
+#include <QDialog>
 #include <QLabel>
+#include <QLineEdit>
 #include <QMenu>
 #include <QPlainTextEdit>
 #include <QPushButton>
@@ -205,6 +207,23 @@ private slots:
         const QString before = w->Text1->text();
         w->findChild<QAction *>(QStringLiteral("menuPlaySoundFile"))->trigger();
         QCOMPARE(w->Text1->text(), before);
+    }
+
+    void findKeysOpenTheWindows()
+    {
+        w->Text1->setText(QStringLiteral("one two one"));
+        QTest::keyClick(w->Text1->editor(), Qt::Key_F, Qt::ControlModifier);
+        auto *find = w->findChild<QDialog *>(QStringLiteral("FormFind"));
+        QVERIFY(find && find->isVisible());
+        find->findChild<QLineEdit *>(QStringLiteral("TextFind"))->setText(QStringLiteral("one"));
+        find->hide();
+        w->activateWindow();
+        QVERIFY(QTest::qWaitForWindowActive(w));
+        w->Text1->SetSelStart(1);
+        QTest::keyClick(w->Text1->editor(), Qt::Key_F3);
+        QCOMPARE(w->Text1->SelStart(), 8);
+        QTest::keyClick(w->Text1->editor(), Qt::Key_R, Qt::ControlModifier);
+        QVERIFY(w->findChild<QDialog *>(QStringLiteral("FormReplace"))->isVisible());
     }
 
     void voiceLineSelectsTheVoice()
