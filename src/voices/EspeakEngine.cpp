@@ -1,8 +1,11 @@
 #include "voices/EspeakEngine.h"
 
+#include "voices/VoiceCatalogue.h"
+
 #include <espeak-ng/speak_lib.h>
 
 #include <QLoggingCategory>
+#include <QSet>
 
 #include <algorithm>
 #include <cmath>
@@ -122,26 +125,52 @@ QString EspeakEngine::defaultVoiceId() const
     return QStringLiteral("en-gb"); // what espeak-ng itself speaks with when asked for "en"
 }
 
+// Every language is offered twice, as "<language>, male" and "<language>, female", the second
+// through the female variant "+f3", so that gender-dependent features find voices of both.
+// espeak_SetVoiceByName finds a voice by its file name (a tag such as "fr-fr" for the file "fr"
+// is not found), so ids are file names where the tag would not do. The tag stays the id where it
+// is the file name, and for "en-gb": that is the default voice, and the engine's fallback "en"
+// reaches the same file.
 QList<VoiceInfo> EspeakEngine::listVoices() const
 {
     std::lock_guard lock(espeakLock());
     QList<VoiceInfo> out;
     if (!ensureInitialised())
         return out;
+    QSet<QString> usedIds;
     for (const espeak_VOICE **v = espeak_ListVoices(nullptr); v && *v; ++v) {
         const espeak_VOICE *voice = *v;
         const QString identifier = QString::fromUtf8(voice->identifier);
         if (identifier.startsWith(QLatin1String("mb/")) || !voice->languages ||
             !voice->languages[0])
             continue; // MBROLA voices need data of their own
-        VoiceInfo info;
-        info.languageTag = QString::fromUtf8(voice->languages + 1); // after the priority byte
-        info.id = info.languageTag;
-        info.name = QString::fromUtf8(voice->name).replace(QLatin1Char('_'), QLatin1Char(' '));
-        info.gender = voice->gender == 2 ? QStringLiteral("FEMALE") : QStringLiteral("MALE");
-        info.vendor = QStringLiteral("eSpeak NG");
-        info.description = info.name;
-        out.append(info);
+        const QString tag = QString::fromUtf8(voice->languages + 1); // after the priority byte
+        const QString file = identifier.section(QLatin1Char('/'), -1).toLower();
+        QString baseId = tag == file || file == QLatin1String("en") ? tag : file;
+        if (usedIds.contains(baseId))
+            baseId = file; // two voices of one language ("yue")
+        const QString language =
+            QString::fromUtf8(voice->name).replace(QLatin1Char('_'), QLatin1Char(' ')).trimmed();
+        const bool female = voice->gender == 2;
+        for (const bool asFemale : {false, true}) {
+            VoiceInfo info;
+            info.languageTag = tag;
+            info.language = LanguageCodeFromTag(tag);
+            info.vendor = QStringLiteral("eSpeak NG");
+            info.gender = asFemale ? QStringLiteral("FEMALE") : QStringLiteral("MALE");
+            if (asFemale == female)
+                info.id = baseId;
+            else
+                info.id = file + (asFemale ? QLatin1String("+f3") : QLatin1String("+m3"));
+            info.name = language + (asFemale ? QLatin1String(", female") : QLatin1String(", male"));
+            info.description = QStringLiteral("%1 (espeak-ng %2%3)")
+                                   .arg(info.name, identifier,
+                                        info.id.contains(QLatin1Char('+'))
+                                            ? info.id.mid(info.id.indexOf(QLatin1Char('+')))
+                                            : QString());
+            usedIds.insert(info.id);
+            out.append(info);
+        }
     }
     std::sort(out.begin(), out.end(),
               [](const VoiceInfo &a, const VoiceInfo &b) { return a.name < b.name; });
