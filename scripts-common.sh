@@ -8,7 +8,7 @@ TONARIS_PACKAGES=(
     lame
     fonts-dejavu-core
 )
-TONARIS_TEST_PACKAGES=(pulseaudio pulseaudio-utils espeak-ng sox)
+TONARIS_TEST_PACKAGES=(pulseaudio pulseaudio-utils espeak-ng sox flite)
 
 # Installs the named packages that are missing, with one apt-get update only when needed.
 install_missing() {
