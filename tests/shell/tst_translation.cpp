@@ -1,0 +1,213 @@
+// The Italian language file against the real main window, and the rules of TranslateForm.
+#include "RecordingDialogs.h"
+#include "ScriptedEngine.h"
+#include "TestSupport.h"
+#include "config/MultiLang.h"
+#include "shell/Form1.h"
+#include "shell/FormFind.h"
+#include "shell/TranslateForm.h"
+#include "textprep/Text.h"
+
+#include <QAction>
+#include <QCheckBox>
+#include <QComboBox>
+#include <QGroupBox>
+#include <QLabel>
+#include <QLineEdit>
+#include <QMenu>
+#include <QPlainTextEdit>
+#include <QPushButton>
+#include <QRadioButton>
+#include <QSlider>
+#include <QTemporaryDir>
+#include <QTest>
+
+using namespace tonaris;
+using tonaris::test::ScriptedEngine;
+
+namespace {
+const QString Italian = QStringLiteral(TONARIS_TEST_DATA "/../../data/Italiano.lng");
+}
+
+class TestTranslation : public QObject
+{
+    Q_OBJECT
+    test::RecordingDialogs dialogs;
+    ScriptedEngine voice, over;
+
+    template <typename T> static T *child(QObject *w, const char *name)
+    {
+        T *found = w->findChild<T *>(QLatin1String(name));
+        if (!found)
+            qFatal("no child %s", name);
+        return found;
+    }
+private slots:
+    void initTestCase()
+    {
+        test::isolateEnvironment();
+        Dialogs::install(&dialogs);
+    }
+    void cleanup() { MultiLang::UnloadLanguage(); }
+
+    // Drives a window through idle, speaking and paused, calling `look` in each state.
+    void driveStates(Form1 &w, const std::function<void()> &look)
+    {
+        look();
+        w.Text1->setText(QStringLiteral("one\r\ntwo"));
+        child<QPushButton>(&w, "CommandSpeech")->click();
+        QTRY_COMPARE(w.session().SpeechState, 1);
+        look();
+        child<QPushButton>(&w, "CommandPauseResume")->click();
+        QTRY_COMPARE(w.session().SpeechState, 2);
+        look();
+        child<QPushButton>(&w, "CommandSpeech")->click();
+        QTRY_COMPARE(w.session().SpeechState, 0);
+    }
+
+    // Every caption, title, tool tip and action text of the English window, in each state,
+    // has an entry: a text added to the window without one fails here.
+    void fileCoversTheEnglishWindow()
+    {
+        QStringList texts;
+        Form1 w(&voice, &over);
+        w.formFind();
+        w.menuReplace_Click();
+        driveStates(w, [&] {
+            for (QWidget *form : {static_cast<QWidget *>(&w), static_cast<QWidget *>(w.formFind())})
+                for (const FormText &t : FormTexts(form))
+                    texts.append(t.text);
+        });
+        for (const VoiceInfo &v : voice.GetVoices())
+            texts.removeAll(v.name); // names from the engine, not the program's texts
+        texts.removeDuplicates();
+        QVERIFY(texts.size() > 40);
+        QVERIFY(MultiLang::LoadLanguageFile(Italian));
+        QStringList missing;
+        for (const QString &t : texts)
+            if (!MultiLang::HasEntry(t))
+                missing.append(t);
+        QVERIFY2(missing.isEmpty(), qPrintable(missing.join(QLatin1String(" | "))));
+    }
+
+    // Built with the language loaded: every text the window translates itself had an entry.
+    void italianWindow()
+    {
+        QVERIFY(MultiLang::LoadLanguageFile(Italian));
+        Form1 w(&voice, &over);
+        w.formFind();
+        w.menuReplace_Click();
+        QStringList captions;
+        driveStates(w, [&] {
+            captions << child<QPushButton>(&w, "CommandSpeech")->text()
+                     << child<QPushButton>(&w, "CommandPauseResume")->text();
+        });
+        QCOMPARE(captions,
+                 QStringList({"&Parla", "Pa&usa", "&Ferma", "Pa&usa", "&Ferma", "Ripre&ndi"}));
+        QCOMPARE(child<QGroupBox>(&w, "FrameVoice")->title(), "Selezione voce");
+        QCOMPARE(child<QCheckBox>(&w, "CheckTracking")->toolTip(),
+                 "Evidenzia la parola pronunciata in questo momento");
+        QCOMPARE(child<QAction>(&w, "menuCut2")->text(), "&Taglia\tCTRL+X");
+        QCOMPARE(w.formFind()->windowTitle(), "Trova");
+        QVERIFY2(MultiLang::UntranslatedKeys().isEmpty(),
+                 qPrintable(MultiLang::UntranslatedKeys().join(QLatin1String(" | "))));
+    }
+
+    void translateFormRewritesTheEnglishWindow()
+    {
+        Form1 w(&voice, &over);
+        QVERIFY(MultiLang::LoadLanguageFile(Italian));
+        TranslateForm(&w);
+        QCOMPARE(w.windowTitle(), "Tonaris (di Orvane)");
+        QCOMPARE(child<QPushButton>(&w, "CommandSpeakNextLine")->text(), "Parla riga &successiva");
+        QCOMPARE(child<QMenu>(&w, "menuEdit")->title(), "&Modifica");
+        QCOMPARE(child<QMenu>(&w, "menuInsertKeyWord")->title(), "&Inserisci PAROLA CHIAVE");
+        QCOMPARE(child<QAction>(&w, "menuFind")->text(), "T&rova\tCTRL+F");
+        QCOMPARE(child<QAction>(&w, "menuSpeakFromHere")->text(), "Parla da &qui");
+        // Its caption comes first in the file, so the tool tip stays English.
+        auto *tracking = child<QCheckBox>(&w, "CheckTracking");
+        QCOMPARE(tracking->text(), "Mostra &tracciamento");
+        QCOMPARE(tracking->toolTip(), "Select the actually speaking word");
+    }
+
+    void typeTable_data()
+    {
+        QTest::addColumn<QString>("kind");
+        QTest::addColumn<QString>("toolTip");
+        QTest::addColumn<QString>("caption"); // expected, from "Caption"
+        QTest::addColumn<QString>("tip");     // expected
+        const auto row = [](const char *name, const char *kind, const char *tip,
+                            const char *caption, const char *tipAfter) {
+            QTest::newRow(name) << kind << tip << caption << tipAfter;
+        };
+        row("label: caption before a later tip", "label", "Tip", "&Didascalia", "Tip");
+        row("label: an earlier tip wins", "label", "Early tip", "Caption", "Presto");
+        row("frame", "frame", "Tip", "&Didascalia", "Tip");
+        row("button", "button", "Tip", "&Didascalia", "Tip");
+        row("check box: tip only when the caption has none", "check", "Early tip", "Caption",
+            "Presto");
+        row("radio button", "radio", "", "&Didascalia", "");
+        row("text box: tip only", "line", "Tip", "Caption", "Suggerimento");
+        row("plain text box: tip only", "plain", "Tip", "Caption", "Suggerimento");
+        row("combo box: tip only", "combo", "Tip", "Caption", "Suggerimento");
+        row("any other: nothing", "slider", "Tip", "Caption", "Tip");
+        row("menu: title, no tip", "menu", "Tip", "&Didascalia", "Tip");
+    }
+    void typeTable()
+    {
+        QFETCH(QString, kind);
+        QFETCH(QString, toolTip);
+        QFETCH(QString, caption);
+        QFETCH(QString, tip);
+        QTemporaryDir dir;
+        QFile lng(dir.filePath(QStringLiteral("t.lng")));
+        QVERIFY(lng.open(QIODevice::WriteOnly));
+        lng.write("1Early tip\n2Presto\n1C&aption\n2&Didascalia\n1Tip\n2Suggerimento\n");
+        lng.close();
+        QVERIFY(MultiLang::LoadLanguageFile(lng.fileName()));
+
+        QWidget form;
+        QLabel label(&form);
+        QGroupBox frame(&form);
+        QPushButton button(&form);
+        QCheckBox check(&form);
+        QRadioButton radio(&form);
+        QLineEdit line(&form);
+        QPlainTextEdit plain(&form);
+        QComboBox combo(&form);
+        QSlider slider(&form);
+        QMenu menu(&form);
+        QAction *action = menu.addAction(QStringLiteral("Tip"));
+        const QString text = QStringLiteral("Caption");
+        QWidget *w = nullptr;
+        std::function<QString()> captionOf = [&] { return text; };
+        if (kind == QLatin1String("label"))
+            label.setText(text), w = &label, captionOf = [&] { return label.text(); };
+        else if (kind == QLatin1String("frame"))
+            frame.setTitle(text), w = &frame, captionOf = [&] { return frame.title(); };
+        else if (kind == QLatin1String("button"))
+            button.setText(text), w = &button, captionOf = [&] { return button.text(); };
+        else if (kind == QLatin1String("check"))
+            check.setText(text), w = &check, captionOf = [&] { return check.text(); };
+        else if (kind == QLatin1String("radio"))
+            radio.setText(text), w = &radio, captionOf = [&] { return radio.text(); };
+        else if (kind == QLatin1String("line"))
+            line.setText(text), w = &line, captionOf = [&] { return line.text(); };
+        else if (kind == QLatin1String("plain"))
+            plain.setPlainText(text), w = &plain, captionOf = [&] { return plain.toPlainText(); };
+        else if (kind == QLatin1String("combo"))
+            combo.addItem(text), w = &combo, captionOf = [&] { return combo.currentText(); };
+        else if (kind == QLatin1String("slider"))
+            w = &slider;
+        else
+            menu.setTitle(text), w = &menu, captionOf = [&] { return menu.title(); };
+        w->setToolTip(toolTip);
+        TranslateForm(&form);
+        QCOMPARE(captionOf(), caption);
+        QCOMPARE(w->toolTip(), tip);
+        QCOMPARE(action->text(), "Suggerimento"); // a menu's action, whatever the row
+    }
+};
+
+QTEST_MAIN(TestTranslation)
+#include "tst_translation.moc"
