@@ -5,6 +5,7 @@
 
 #include "config/KelPathManager.h"
 #include "config/KelStartProgram.h"
+#include "config/MultiLang.h"
 #include "config/ProgramConsent.h"
 #include "config/TextCodec.h"
 #include "session/ScriptFlow.h"
@@ -79,7 +80,9 @@ void SpeechSession::flowKeyword(const QString &up)
     const bool scannable = current <= MaxScanLine;
     auto scan = [&](auto &&how) {
         if (!scannable) {
-            reportOnce(tr("A script keyword beyond line %1 has no effect.").arg(MaxScanLine));
+            reportOnce(MultiLang::Translate(
+                           QStringLiteral("A script keyword beyond line %1 has no effect."))
+                           .arg(MaxScanLine));
             return;
         }
         jumpTo(how());
@@ -136,7 +139,8 @@ void SpeechSession::flowKeyword(const QString &up)
             if (PopCallReturn(back))
                 jumpTo(back);
             else
-                reportOnce(tr("A script returned from a routine it was not called into."));
+                reportOnce(MultiLang::Translate(
+                    QStringLiteral("A script returned from a routine it was not called into.")));
         }
     } else if (is("#SUB")) {
         scan([&] { return flow::SkipSubBody(SpeechLines, current); });
@@ -289,8 +293,9 @@ void SpeechSession::keywordWait(const QString &argument)
 {
     const double value = leadingNumber(argument);
     if (std::abs(value) > 32767) {
-        reportOnce(
-            tr("A wait of %1 seconds is too long and was passed over.").arg(argument.trimmed()));
+        reportOnce(MultiLang::Translate(
+                       QStringLiteral("A wait of %1 seconds is too long and was passed over."))
+                       .arg(argument.trimmed()));
         return;
     }
     int seconds = int(std::nearbyint(value)); // ties go to the even neighbour

@@ -4,6 +4,7 @@
 #include "config/Dialogs.h"
 #include "config/MultiLang.h"
 #include "config/ProgramConsent.h"
+#include "shell/TranslateForm.h"
 #include "textprep/Text.h"
 #include "voices/EspeakEngine.h"
 
@@ -76,9 +77,11 @@ Form1::Form1(SpeechEngine *voice, SpeechEngine *voiceOver, QWidget *parent)
     buildContextMenu();
     buildEditMenu();
     buildKeywordMenu();
-    translateCaptions();
-    translateEditMenu();
-    translateKeywordMenu();
+    buildOptionsMenu();
+    setCaptions();
+    setEditMenuCaptions();
+    setKeywordMenuCaptions();
+    loadLanguage();
 
     m_session.setEditor(Text1);
     m_session.setVoices(Voice, VoiceOver);
@@ -87,6 +90,8 @@ Form1::Form1(SpeechEngine *voice, SpeechEngine *voiceOver, QWidget *parent)
     onDisplayChanged(SpeechSession::DisplayReady);
 
     fillVoices();
+    LoadSettings();
+    TranslateForm(this);
 
     if (!Voice->HasAudioOutput()) {
         m_canSpeak = false;
@@ -211,31 +216,31 @@ void Form1::buildContextMenu()
             &SpeechSession::menuSpeakFromHere_Click);
 }
 
-void Form1::translateCaptions()
+void Form1::setCaptions()
 {
-    findChild<QGroupBox *>(QStringLiteral("FrameVoice"))
-        ->setTitle(Translate(QStringLiteral("Voice Select")));
-    findChild<QLabel *>(QStringLiteral("LabelVoice"))->setText(Translate(QStringLiteral("&Voice")));
-    findChild<QGroupBox *>(QStringLiteral("FrameSpeech"))
-        ->setTitle(Translate(QStringLiteral("Commands")));
-    findChild<QGroupBox *>(QStringLiteral("FrameCommandEx"))
-        ->setTitle(Translate(QStringLiteral("Extended Commands")));
-    findChild<QGroupBox *>(QStringLiteral("FrameGeneralOptions"))
-        ->setTitle(Translate(QStringLiteral("Options")));
-    CommandSpeakFromThisLine->setText(Translate(QStringLiteral("Speak Fro&m Cursor")));
-    CommandSpeakNextLine->setText(Translate(QStringLiteral("Speak &Next Line")));
-    CommandSpeakPrevLine->setText(Translate(QStringLiteral("Speak &Previous Line")));
-    CommandSpeakCurrentLine->setText(Translate(QStringLiteral("Speak &Current Line")));
-    CheckTracking->setText(Translate(QStringLiteral("Show Trac&king")));
-    CheckSpeechLineOnPressEnter->setText(
-        Translate(QStringLiteral("When press Enter, rea&d the line")));
-    CheckTracking->setToolTip(Translate(QStringLiteral("Select the actually speaking word")));
-    for (QAction *a : MenuQuickVoiceSelect->actions()) {
-        if (a->objectName() == QLatin1String("menuSpeakSelected"))
-            a->setText(Translate(QStringLiteral("Speak selected")));
-        else if (a->objectName() == QLatin1String("menuSpeakFromHere"))
-            a->setText(Translate(QStringLiteral("Speak from here")));
-    }
+    // English here; TranslateForm puts the window into the chosen language afterwards.
+    const struct
+    {
+        const char *name;
+        const char *caption;
+    } frames[] = {{"FrameVoice", "Voice Select"},
+                  {"FrameSpeech", "Commands"},
+                  {"FrameCommandEx", "Extended Commands"},
+                  {"FrameGeneralOptions", "Options"}};
+    for (const auto &f : frames)
+        findChild<QGroupBox *>(QLatin1String(f.name))->setTitle(QLatin1String(f.caption));
+    findChild<QLabel *>(QStringLiteral("LabelVoice"))->setText(QStringLiteral("&Voice"));
+    CommandSpeakFromThisLine->setText(QStringLiteral("Speak Fro&m Cursor"));
+    CommandSpeakNextLine->setText(QStringLiteral("Speak &Next Line"));
+    CommandSpeakPrevLine->setText(QStringLiteral("Speak &Previous Line"));
+    CommandSpeakCurrentLine->setText(QStringLiteral("Speak &Current Line"));
+    CheckTracking->setText(QStringLiteral("Show Trac&king"));
+    CheckTracking->setToolTip(QStringLiteral("Select the actually speaking word"));
+    CheckSpeechLineOnPressEnter->setText(QStringLiteral("When press Enter, rea&d the line"));
+    findChild<QAction *>(QStringLiteral("menuSpeakSelected"))
+        ->setText(QStringLiteral("Speak selected"));
+    findChild<QAction *>(QStringLiteral("menuSpeakFromHere"))
+        ->setText(QStringLiteral("Speak from here"));
 }
 
 void Form1::fillVoices()
@@ -326,6 +331,10 @@ void Form1::closeEvent(QCloseEvent *event)
         state == SpeechSession::StateRecognizing) {
         m_session.SpeechRequest = SpeechSession::RequestStop;
         m_session.TimerSpeech_Timer();
+    }
+    if (!m_settingsSaved) {
+        m_settingsSaved = true;
+        SaveSettings();
     }
     QMainWindow::closeEvent(event);
 }

@@ -6,6 +6,7 @@
 
 #include <memory>
 
+class QAction;
 class QCheckBox;
 class QComboBox;
 class QLabel;
@@ -50,6 +51,11 @@ public:
     void menuWordWrap_Click();
     FormFind *formFind();
 
+    // The settings file: read once at start-up, written once at shut-down.
+    void LoadSettings();
+    void SaveSettings();
+    bool LanguageChanged = false;
+
     // Puts keyword text at the start of the caret's line.
     void InsertKeywordText(const QString &In_Text);
 
@@ -63,14 +69,18 @@ private:
     void ComboVoci_Click();
     void onDisplayChanged(int display);
     void Text1_ContextMenu(bool &handled, const QPoint &globalPos);
-    void translateCaptions();
+    void setCaptions();
     void buildEditMenu();
-    void translateEditMenu();
+    void setEditMenuCaptions();
     void Text1_KeyDown(int &keyCode, int shift);
     void Text1_KeyPress(int &keyAscii);
     void buildKeywordMenu();
-    void translateKeywordMenu();
+    void setKeywordMenuCaptions();
     void selectVoiceByName(const QString &upperName);
+    void buildOptionsMenu();
+    void loadLanguage();
+    QAction *languageItem(const QString &tag) const;
+    void menuMultiLanguageFiles_Click(QAction *item);
 
     SpeechSession m_session;
     SpeechEngine *Voice = nullptr;
@@ -88,6 +98,13 @@ private:
     QCheckBox *CheckSpeechLineOnPressEnter = nullptr;
     QMenu *menuEdit = nullptr;
     QMenu *menuInsertKeyWord = nullptr;
+    QMenu *menuOptions = nullptr;
+    QMenu *menuLanguageSelection = nullptr;
+    QAction *menuTAGValidityOnlyForCurrentLine = nullptr;
+    QAction *menuSaveSettings = nullptr;
+    QString m_languageTag;
+    bool m_loading = false;
+    bool m_settingsSaved = false;
     std::unique_ptr<ProgramConsent> m_consent;
     FormFind *m_formFind = nullptr;
     FormReplace *m_formReplace = nullptr;

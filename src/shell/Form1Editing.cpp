@@ -65,7 +65,7 @@ void Form1::buildEditMenu()
     connect(Text1, &Text::KeyPress, this, &Form1::Text1_KeyPress);
 }
 
-void Form1::translateEditMenu()
+void Form1::setEditMenuCaptions()
 {
     // The shortcut text stands in the caption; the keys themselves are the editor's.
     static const struct
@@ -87,10 +87,10 @@ void Form1::translateEditMenu()
         {"menuDelete", "Delete"},
         {"menuSelectAll", "Select all"},
     };
-    menuEdit->setTitle(Translate(QStringLiteral("&Edit")));
+    menuEdit->setTitle(QStringLiteral("&Edit"));
     for (const auto &c : captions) {
         if (auto *a = findChild<QAction *>(QLatin1String(c.name)))
-            a->setText(Translate(QLatin1String(c.caption)));
+            a->setText(QLatin1String(c.caption));
     }
 }
 

@@ -126,7 +126,7 @@ void Form1::buildKeywordMenu()
     textItem("menuRecognitionWithTimeoutSample", timeoutSample());
 }
 
-void Form1::translateKeywordMenu()
+void Form1::setKeywordMenuCaptions()
 {
     static const struct
     {
@@ -145,10 +145,10 @@ void Form1::translateKeywordMenu()
         {"menuRandomSentenciesSample", "Random sentencies sample"},
         {"menuRecognitionWithTimeoutSample", "Recognition with timeout sample"},
     };
-    menuInsertKeyWord->setTitle(Translate(QStringLiteral("Insert KEYWORD")));
+    menuInsertKeyWord->setTitle(QStringLiteral("Insert KEYWORD"));
     for (const auto &c : captions) {
         if (auto *a = menuInsertKeyWord->findChild<QAction *>(QLatin1String(c.name)))
-            a->setText(Translate(QLatin1String(c.caption)));
+            a->setText(QLatin1String(c.caption));
     }
 }
 

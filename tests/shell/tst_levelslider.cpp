@@ -15,7 +15,7 @@ using Kind = LevelSlider::Kind;
 class TestLevelSlider : public QObject
 {
     Q_OBJECT
-    QWidget w;
+    QWidget *w = nullptr;
     QList<LevelSlider *> sliders; // indexed by Kind
     QList<QPair<QAccessible::Event, QVariant>> events;
 
@@ -39,18 +39,25 @@ private slots:
                                 : nullptr;
             events.append({e->type(), v ? v->value() : QVariant()});
         });
+        w = new QWidget;
         for (Kind k : {Kind::Volume, Kind::Speed, Kind::Pitch}) {
-            sliders.append(new LevelSlider(k, &w));
+            sliders.append(new LevelSlider(k, w));
             sliders.last()->setGeometry(50 * int(k), 30, 36, 166);
         }
-        w.resize(200, 220);
-        w.show();
+        w->resize(200, 220);
+        w->show();
     }
-    void cleanupTestCase() { setLevelSliderEventHook({}); } // the window closes after events
+    void cleanupTestCase()
+    {
+        // The window goes while the test still stands: its closing raises events of its own.
+        delete w;
+        w = nullptr;
+        setLevelSliderEventHook({});
+    }
     void init()
     {
-        w.activateWindow();
-        QVERIFY(QTest::qWaitForWindowActive(&w));
+        w->activateWindow();
+        QVERIFY(QTest::qWaitForWindowActive(w));
     }
 
     void externalConversions_data()

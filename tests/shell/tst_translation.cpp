@@ -105,8 +105,10 @@ private slots:
         QCOMPARE(captions,
                  QStringList({"&Parla", "Pa&usa", "&Ferma", "Pa&usa", "&Ferma", "Ripre&ndi"}));
         QCOMPARE(child<QGroupBox>(&w, "FrameVoice")->title(), "Selezione voce");
+        // The caption has an entry, so the tool tip stays English: one of the two, never both.
+        QCOMPARE(child<QCheckBox>(&w, "CheckTracking")->text(), "Mostra &tracciamento");
         QCOMPARE(child<QCheckBox>(&w, "CheckTracking")->toolTip(),
-                 "Evidenzia la parola pronunciata in questo momento");
+                 "Select the actually speaking word");
         QCOMPARE(child<QAction>(&w, "menuCut2")->text(), "&Taglia\tCTRL+X");
         QCOMPARE(w.formFind()->windowTitle(), "Trova");
         QVERIFY2(MultiLang::UntranslatedKeys().isEmpty(),

@@ -1,0 +1,185 @@
+// The main window's memory between runs: the Options menu items it owns so far, the language
+// menu with its restart, and the settings file read at start-up and written at shut-down.
+#include "shell/Form1.h"
+
+#include "config/AppPaths.h"
+#include "config/Dialogs.h"
+#include "config/KelIni.h"
+#include "config/KelStartProgram.h"
+#include "config/MultiLang.h"
+#include "config/ProgramConsent.h"
+#include "textprep/Text.h"
+
+#include <QAction>
+#include <QActionGroup>
+#include <QCheckBox>
+#include <QComboBox>
+#include <QCoreApplication>
+#include <QFileInfo>
+#include <QMenu>
+#include <QMenuBar>
+
+namespace tonaris {
+
+using MultiLang::Translate;
+
+namespace {
+const QString Section = QStringLiteral("Settings");
+QString yesNo(bool on)
+{
+    return on ? QStringLiteral("True") : QStringLiteral("False");
+}
+// "italiano.lng" -> "Italiano": each word with a capital first letter.
+QString properCase(const QString &name)
+{
+    QStringList words = name.toLower().split(QLatin1Char(' '));
+    for (QString &w : words)
+        if (!w.isEmpty())
+            w[0] = w[0].toUpper();
+    return words.join(QLatin1Char(' '));
+}
+} // namespace
+
+void Form1::buildOptionsMenu()
+{
+    menuOptions = menuBar()->addMenu(QStringLiteral("&Options"));
+    menuOptions->setObjectName(QStringLiteral("menuOptions"));
+    auto checkItem = [this](const char *name, const char *caption) {
+        QAction *a = menuOptions->addAction(QLatin1String(caption));
+        a->setObjectName(QLatin1String(name));
+        a->setCheckable(true);
+        return a;
+    };
+    menuTAGValidityOnlyForCurrentLine =
+        checkItem("menuTAGValidityOnlyForCurrentLine", "TAGs &validity for current line only");
+    connect(menuTAGValidityOnlyForCurrentLine, &QAction::toggled, this,
+            [this](bool on) { m_session.TagsForCurrentLineOnly = on ? 1 : 0; });
+    menuOptions->addSeparator();
+
+    menuLanguageSelection = menuOptions->addMenu(QStringLiteral("Lan&guage selection"));
+    menuLanguageSelection->setObjectName(QStringLiteral("menuLanguageSelection"));
+    auto *languages = new QActionGroup(menuLanguageSelection);
+    auto addLanguage = [&](const QString &caption, const QString &tag) {
+        QAction *a = menuLanguageSelection->addAction(caption);
+        a->setObjectName(QStringLiteral("menuMultiLanguageFiles"));
+        a->setData(tag);
+        a->setCheckable(true);
+        languages->addAction(a);
+        connect(a, &QAction::triggered, this, [this, a] { menuMultiLanguageFiles_Click(a); });
+        return a;
+    };
+    addLanguage(QStringLiteral("&English (Default)"), QString())->setChecked(true);
+    for (const QString &file : ListSideFiles(QStringLiteral("*.lng")))
+        addLanguage(properCase(QFileInfo(file).completeBaseName()), QFileInfo(file).fileName());
+    menuOptions->addSeparator();
+    menuSaveSettings = checkItem("menuSaveSettings", "Save &settings on exit");
+}
+
+QAction *Form1::languageItem(const QString &tag) const
+{
+    for (QAction *a : menuLanguageSelection->actions())
+        if (a->isCheckable() && a->data().toString().compare(tag, Qt::CaseInsensitive) == 0)
+            return a;
+    return nullptr;
+}
+
+void Form1::menuMultiLanguageFiles_Click(QAction *item)
+{
+    // The group has already moved the check; the question is all that is left.
+    if (item->data().toString() == m_languageTag || m_loading)
+        return;
+    const int answer = Dialogs::instance()->choose(
+        this, Translate(QStringLiteral("You need to restart for apply this changes. Restart now?")),
+        {Translate(QStringLiteral("&Yes")), Translate(QStringLiteral("&No"))}, QString());
+    if (answer != 0)
+        return; // the check stays; the language and the file stay as they were
+    LanguageChanged = true;
+    close();
+    KelStartProgram::StartProgram(QCoreApplication::applicationFilePath(), {}, false, true);
+}
+
+// The language goes first: every caption of the window is translated once, when it is built.
+void Form1::loadLanguage()
+{
+    IniFile ini(SettingsFilePath());
+    if (!ini.existed())
+        return;
+    const QString tag = ini.read(Section, QStringLiteral("FileLNGForTranslate"), QString());
+    if (QAction *item = languageItem(tag)) {
+        item->setChecked(true);
+        m_languageTag = item->data().toString();
+        if (!m_languageTag.isEmpty())
+            MultiLang::LoadLanguageFile(m_languageTag);
+    }
+}
+
+void Form1::LoadSettings()
+{
+    m_loading = true;
+    IniFile ini(SettingsFilePath());
+    auto read = [&](const char *key, const char *fallback) {
+        return ini.read(Section, QLatin1String(key), QLatin1String(fallback));
+    };
+    if (!ini.existed()) {
+        // A first run.
+        menuTAGValidityOnlyForCurrentLine->trigger();
+        menuSaveSettings->setChecked(true);
+    } else {
+        CheckTracking->setChecked(IniVal(read("Tracking", "0")) == 1);
+        if (IniBool(read("SaveSettings", "True")))
+            menuSaveSettings->trigger();
+        if (IniBool(read("WordWrap", "False")))
+            findChild<QAction *>(QStringLiteral("menuWordWrap"))->trigger();
+        if (IniBool(read("TAGValidityOnlyForCurrentLine", "True")))
+            menuTAGValidityOnlyForCurrentLine->trigger();
+        CheckSpeechLineOnPressEnter->setChecked(IniVal(read("SpeechLineOnEnterPressed", "0")) == 1);
+        const int voice = IniVal(read("VoceSAPI5Selezionata", "0"));
+        if (voice >= 0 && voice < ComboVoci->count())
+            ComboVoci->setCurrentIndex(voice);
+        QStringList allowed;
+        for (int i = 1;; ++i) {
+            const QString program =
+                ini.read(Section, QStringLiteral("AllowedProgram%1").arg(i), QString());
+            if (program.isEmpty())
+                break;
+            allowed.append(program);
+        }
+        m_consent->setAllowedList(allowed);
+    }
+    m_loading = false;
+}
+
+void Form1::SaveSettings()
+{
+    if (ComboVoci->count() == 0)
+        return; // nothing was set up, so nothing is stored
+    IniFile ini(SettingsFilePath());
+    auto write = [&](const char *key, const QString &value) {
+        ini.write(Section, QLatin1String(key), value);
+    };
+    write("SaveSettings", yesNo(menuSaveSettings->isChecked()));
+    if (LanguageChanged) {
+        const QAction *checked = nullptr;
+        for (QAction *a : menuLanguageSelection->actions())
+            if (a->isChecked())
+                checked = a;
+        write("FileLNGForTranslate", checked ? checked->data().toString() : QString());
+    }
+    if (menuSaveSettings->isChecked()) {
+        write("WordWrap", yesNo(Text1->WordWrap()));
+        write("TAGValidityOnlyForCurrentLine",
+              yesNo(menuTAGValidityOnlyForCurrentLine->isChecked()));
+        write("Tracking", QString::number(CheckTracking->isChecked() ? 1 : 0));
+        write("VoceSAPI5Selezionata", QString::number(ComboVoci->currentIndex()));
+        write("SpeechLineOnEnterPressed",
+              QString::number(CheckSpeechLineOnPressEnter->isChecked() ? 1 : 0));
+        const QStringList allowed = m_consent->allowedList();
+        for (int i = 0; i <= allowed.size(); ++i) // one more, emptied, ends the list
+            ini.write(Section, QStringLiteral("AllowedProgram%1").arg(i + 1), allowed.value(i));
+    }
+    QString error;
+    if (!ini.save(&error))
+        Dialogs::instance()->message(this, error, Dialogs::Exclamation, QString());
+}
+
+} // namespace tonaris
