@@ -2,6 +2,7 @@
 #include "RecordingDialogs.h"
 #include "ScriptedEngine.h"
 #include "TestSupport.h"
+#include "config/AppPaths.h"
 #include "config/Dialogs.h"
 #include "shell/Form1.h"
 #include "textprep/Text.h"
@@ -10,6 +11,7 @@
 #include <QCheckBox>
 #include <QComboBox>
 #include <QDialog>
+#include <QFile>
 #include <QLabel>
 #include <QLineEdit>
 #include <QMenu>
@@ -230,6 +232,52 @@ private slots:
     {
         emit w->session().voiceRequested(QStringLiteral("SCRIPTED"));
         QCOMPARE(child<QComboBox>("ComboVoci")->currentText(), QStringLiteral("Scripted"));
+    }
+
+    void settingsSurviveARestart()
+    {
+        const QString file = SettingsFilePath();
+        QFile::remove(file);
+        {
+            // A first run: tags hold for one line, settings are saved, nothing else is on.
+            Form1 first(voice, over);
+            auto *tags =
+                first.findChild<QAction *>(QStringLiteral("menuTAGValidityOnlyForCurrentLine"));
+            QVERIFY(tags->isChecked());
+            QCOMPARE(first.session().TagsForCurrentLineOnly, 1);
+            tags->trigger();
+            first.findChild<QAction *>(QStringLiteral("menuWordWrap"))->trigger();
+            first.findChild<QCheckBox *>(QStringLiteral("CheckSpeechLineOnPressEnter"))
+                ->setChecked(true);
+            first.findChild<QCheckBox *>(QStringLiteral("CheckTracking"))->setChecked(false);
+            first.close();
+        }
+        QFile f(file);
+        QVERIFY(f.open(QIODevice::ReadOnly));
+        const QByteArray saved = f.readAll();
+        for (const char *line :
+             {"SaveSettings=True", "WordWrap=True", "Tracking=0",
+              "TAGValidityOnlyForCurrentLine=False", "SpeechLineOnEnterPressed=1"})
+            QVERIFY2(saved.contains(line), line);
+
+        Form1 second(voice, over);
+        QVERIFY(second.Text1->WordWrap());
+        QVERIFY(!second.findChild<QCheckBox *>(QStringLiteral("CheckTracking"))->isChecked());
+        QVERIFY(second.findChild<QCheckBox *>(QStringLiteral("CheckSpeechLineOnPressEnter"))
+                    ->isChecked());
+        QCOMPARE(second.session().TagsForCurrentLineOnly, 0);
+
+        // With saving off only the switch itself is written.
+        second.findChild<QAction *>(QStringLiteral("menuSaveSettings"))->trigger();
+        second.findChild<QAction *>(QStringLiteral("menuWordWrap"))->trigger();
+        second.close();
+        QVERIFY(f.seek(0) || f.open(QIODevice::ReadOnly));
+        f.close();
+        QVERIFY(f.open(QIODevice::ReadOnly));
+        const QByteArray after = f.readAll();
+        QVERIFY(after.contains("SaveSettings=False"));
+        QVERIFY(after.contains("WordWrap=True"));
+        QFile::remove(file);
     }
 
     void noAudioDeviceDisablesSpeaking()
