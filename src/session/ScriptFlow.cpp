@@ -17,6 +17,27 @@ bool inRange(const QStringList &lines, int current)
 {
     return current >= 0 && current < lines.size();
 }
+
+// Walks the lines from the current one, one step at a time: a line that opens a block deepens
+// it; a closing line is the target when the depth is matchDepth, and otherwise leaves a block.
+int scan(const QStringList &lines, int current, int step, QLatin1StringView opens,
+         QLatin1StringView closes, int matchDepth)
+{
+    if (!inRange(lines, current))
+        return -1;
+    int depth = 0;
+    for (int i = current; i >= 0 && i < lines.size(); i += step) {
+        const QString l = KeywordForm(lines[i]);
+        if (l.startsWith(opens)) {
+            ++depth;
+        } else if (l.startsWith(closes)) {
+            if (depth == matchDepth)
+                return i;
+            --depth;
+        }
+    }
+    return -1;
+}
 } // namespace
 
 QString KeywordForm(const QString &line)
@@ -31,75 +52,23 @@ bool IsKeyword(const QString &line, QLatin1StringView keyword)
 
 int LoopTarget(const QStringList &lines, int current)
 {
-    if (!inRange(lines, current))
-        return -1;
-    int depth = 0;
-    for (int i = current; i >= 0; --i) {
-        const QString l = KeywordForm(lines[i]);
-        if (l.startsWith(Loop)) {
-            ++depth;
-        } else if (l.startsWith(Do)) {
-            if (depth == 1)
-                return i;
-            --depth;
-        }
-    }
-    return -1;
+    return scan(lines, current, -1, Loop, Do, 1);
 }
 
 int ExitDoTarget(const QStringList &lines, int current)
 {
-    if (!inRange(lines, current))
-        return -1;
-    int depth = 0;
-    for (int i = current; i < lines.size(); ++i) {
-        const QString l = KeywordForm(lines[i]);
-        if (l.startsWith(Do)) {
-            ++depth;
-        } else if (l.startsWith(Loop)) {
-            if (depth == 0)
-                return i;
-            --depth;
-        }
-    }
-    return -1;
+    return scan(lines, current, 1, Do, Loop, 0);
 }
 
 int SkipIfRecognized(const QStringList &lines, int current)
 {
-    if (!inRange(lines, current))
-        return -1;
-    int depth = 0;
-    for (int i = current; i < lines.size(); ++i) {
-        const QString l = KeywordForm(lines[i]);
-        if (l.startsWith(IfRecognized)) {
-            ++depth;
-        } else if (l.startsWith(EndIf)) {
-            if (depth == 1)
-                return i;
-            --depth;
-        }
-    }
-    return -1;
+    return scan(lines, current, 1, IfRecognized, EndIf, 1);
 }
 
 int SkipIfTimeout(const QStringList &lines, int current)
 {
     // Only #IF RECOGNIZED lines nest; a timeout block stands beside them, never inside.
-    if (!inRange(lines, current))
-        return -1;
-    int depth = 0;
-    for (int i = current; i < lines.size(); ++i) {
-        const QString l = KeywordForm(lines[i]);
-        if (l.startsWith(IfRecognized)) {
-            ++depth;
-        } else if (l.startsWith(EndIf)) {
-            if (depth == 0)
-                return i;
-            --depth;
-        }
-    }
-    return -1;
+    return scan(lines, current, 1, IfRecognized, EndIf, 0);
 }
 
 int SkipSubBody(const QStringList &lines, int current)
@@ -123,18 +92,7 @@ int FindSub(const QStringList &lines, int current, const QString &name)
 
 int CaseEnd(const QStringList &lines, int current)
 {
-    int depth = 0;
-    for (int i = std::max(current, 0); i < lines.size(); ++i) {
-        const QString l = KeywordForm(lines[i]);
-        if (l.startsWith(Random)) {
-            ++depth;
-        } else if (l.startsWith(EndRandom)) {
-            if (depth == 0)
-                return i;
-            --depth;
-        }
-    }
-    return -1;
+    return scan(lines, current, 1, Random, EndRandom, 0);
 }
 
 int RandomTarget(const QStringList &lines, int current, const std::function<int(int)> &draw)
