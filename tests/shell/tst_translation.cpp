@@ -26,7 +26,7 @@ using namespace tonaris;
 using tonaris::test::ScriptedEngine;
 
 namespace {
-const QString Italian = QStringLiteral(TONARIS_TEST_DATA "/../../data/Italiano.lng");
+const QString Italian = QStringLiteral(TONARIS_SOURCE_DIR "/data/Italiano.lng");
 }
 
 class TestTranslation : public QObject
