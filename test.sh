@@ -33,13 +33,13 @@ export XDG_RUNTIME_DIR="$RUN"
 
 status=0
 mkdir -p build
-configure_and_build build -DCMAKE_BUILD_TYPE=RelWithDebInfo -DTONARIS_WERROR=$werror
+configure_and_build build -DCMAKE_BUILD_TYPE=RelWithDebInfo -DTONARIS_WERROR=$werror -DTONARIS_BUILD_TESTS=ON
 (cd build && ctest --output-on-failure --timeout 300) || status=$?
 
 if [ "${CI:-}" = true ] || [ "${TONARIS_SANITIZE:-}" = 1 ]; then
     mkdir -p build-asan
     configure_and_build build-asan -DCMAKE_BUILD_TYPE=Debug -DTONARIS_SANITIZE=ON \
-        -DTONARIS_WERROR=$werror -DTONARIS_BUILD_BENCH=OFF
+        -DTONARIS_WERROR=$werror -DTONARIS_BUILD_TESTS=ON -DTONARIS_BUILD_BENCH=OFF
     export ASAN_OPTIONS=detect_leaks=0:abort_on_error=1
     export UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1
     (cd build-asan && ctest --output-on-failure --timeout 600) || status=$?
