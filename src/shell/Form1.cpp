@@ -92,6 +92,7 @@ Form1::Form1(SpeechEngine *voice, SpeechEngine *voiceOver, QWidget *parent)
     fillVoices();
     LoadSettings();
     TranslateForm(this);
+    setLevelCaptions();
 
     if (!Voice->HasAudioOutput()) {
         m_canSpeak = false;
@@ -165,6 +166,7 @@ void Form1::buildWindow()
     optionsLayout->addWidget(CheckSpeechLineOnPressEnter);
     optionsLayout->addWidget(CheckTracking);
     side->addWidget(frameOptions);
+    buildAudioControls(central, side);
     side->addStretch(1);
 
     setCentralWidget(central);
@@ -274,6 +276,7 @@ void Form1::ComboVoci_Click()
     if (Voice->SetVoiceById(ComboVoci->currentData().toString())) {
         ComboVoci->setToolTip(ComboVoci->currentText());
         StatusBarVoice->setText(ComboVoci->currentText());
+        autoSelectAudioFormat();
     }
 }
 

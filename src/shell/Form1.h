@@ -12,12 +12,14 @@ class QComboBox;
 class QLabel;
 class QMenu;
 class QPushButton;
+class QVBoxLayout;
 
 namespace tonaris {
 
 class FormFind;
 class ProgramConsent;
 class FormReplace;
+class LevelSlider;
 class SpeechEngine;
 class Text;
 
@@ -59,6 +61,22 @@ public:
     // Puts keyword text at the start of the caret's line.
     void InsertKeywordText(const QString &In_Text);
 
+    // Volume 0..100, speed and pitch -10..10: each stores the value (held to the slider's
+    // range), applies it to the main voice at once and places the knob.
+    void SetVolumeSlider(int value);
+    void SetSpeedSlider(int value);
+    void SetPitchSlider(int value);
+    int CurrentVolume() const;
+    int CurrentSpeed() const;
+    int CurrentPitch() const;
+
+    // The output device and the audio format of the main voice; a running text (not a save)
+    // is stopped first. Nothing when no entry is selected.
+    void ComboAudioOutput_Click();
+    void ComboAudioFormat_Click();
+    // Selects the main voice's present format in the list, if it is offered there.
+    void ShowCurrentAudioFormat();
+
 protected:
     void closeEvent(QCloseEvent *event) override;
 
@@ -81,6 +99,13 @@ private:
     void loadLanguage();
     QAction *languageItem(const QString &tag) const;
     void menuMultiLanguageFiles_Click(QAction *item);
+    void buildAudioControls(QWidget *parent, QVBoxLayout *side);
+    void buildAudioMenu();
+    void setLevelCaptions();
+    void speakLevel(const QString &text);
+    void stopRunningSpeech();
+    void autoSelectAudioFormat();
+    void selectAudioOutput(const QString &description);
 
     SpeechSession m_session;
     SpeechEngine *Voice = nullptr;
@@ -114,6 +139,17 @@ private:
     QLabel *ImagePuntoVerde = nullptr;
     QLabel *ImagePuntoRosso = nullptr;
     QMenu *MenuQuickVoiceSelect = nullptr;
+
+    LevelSlider *PictureVolumeButton = nullptr;
+    LevelSlider *PictureSpeedButton = nullptr;
+    LevelSlider *PicturePitchButton = nullptr;
+    QComboBox *ComboAudioOutput = nullptr;
+    QComboBox *ComboAudioFormat = nullptr;
+    QMenu *menuAccessibilityOptions = nullptr;
+    QAction *menuVerbose = nullptr;
+    QAction *menuAutoSelectAudioFormat = nullptr;
+    int AudioFormatIndex = -1; // list index of the format chosen last, -1 before any
+    bool EventsSuppressed = false;
 };
 
 } // namespace tonaris

@@ -9,6 +9,7 @@
 #include "config/MultiLang.h"
 #include "config/ProgramConsent.h"
 #include "textprep/Text.h"
+#include "voices/VoiceParameters.h"
 
 #include <QAction>
 #include <QActionGroup>
@@ -54,6 +55,7 @@ void Form1::buildOptionsMenu()
         checkItem("menuTAGValidityOnlyForCurrentLine", "TAGs &validity for current line only");
     connect(menuTAGValidityOnlyForCurrentLine, &QAction::toggled, this,
             [this](bool on) { m_session.TagsForCurrentLineOnly = on ? 1 : 0; });
+    buildAudioMenu();
     menuOptions->addSeparator();
 
     menuLanguageSelection = menuOptions->addMenu(QStringLiteral("Lan&guage selection"));
@@ -124,6 +126,10 @@ void Form1::LoadSettings()
         // A first run.
         menuTAGValidityOnlyForCurrentLine->trigger();
         menuSaveSettings->setChecked(true);
+        menuAutoSelectAudioFormat->setChecked(true);
+        SetVolumeSlider(VolumeDefault);
+        SetSpeedSlider(SpeedDefault);
+        SetPitchSlider(PitchDefault);
     } else {
         CheckTracking->setChecked(IniVal(read("Tracking", "0")) == 1);
         if (IniBool(read("SaveSettings", "True")))
@@ -133,6 +139,15 @@ void Form1::LoadSettings()
         if (IniBool(read("TAGValidityOnlyForCurrentLine", "True")))
             menuTAGValidityOnlyForCurrentLine->trigger();
         CheckSpeechLineOnPressEnter->setChecked(IniVal(read("SpeechLineOnEnterPressed", "0")) == 1);
+        // Read before the voice is bound, which may choose the voice's own format.
+        menuAutoSelectAudioFormat->setChecked(IniBool(read("AutoSelectAudioFormat", "True")));
+        menuVerbose->setChecked(IniBool(read("VerboseMode", "False")));
+        SetVolumeSlider(IniStrictOrDefault(QStringLiteral("Volume"), read("Volume", "50"),
+                                           VolumeDefault, 0, 255));
+        SetSpeedSlider(
+            IniStrictOrDefault(QStringLiteral("Speed"), read("Speed", "0"), SpeedDefault));
+        SetPitchSlider(
+            IniStrictOrDefault(QStringLiteral("Pitch"), read("Pitch", "0"), PitchDefault));
         const int voice = IniVal(read("VoceSAPI5Selezionata", "0"));
         if (voice >= 0 && voice < ComboVoci->count())
             ComboVoci->setCurrentIndex(voice);
@@ -145,7 +160,13 @@ void Form1::LoadSettings()
             allowed.append(program);
         }
         m_consent->setAllowedList(allowed);
+        const int format = IniVal(read("AudioFormat", "-1"));
+        if (!menuAutoSelectAudioFormat->isChecked() && format >= 0 &&
+            format < ComboAudioFormat->count())
+            ComboAudioFormat->setCurrentIndex(format);
     }
+    // The device always, by its name; one that is gone gives way to the first.
+    selectAudioOutput(ini.read(Section, QStringLiteral("DeviceAudioOutput"), QString()));
     m_loading = false;
 }
 
@@ -173,6 +194,13 @@ void Form1::SaveSettings()
         write("VoceSAPI5Selezionata", QString::number(ComboVoci->currentIndex()));
         write("SpeechLineOnEnterPressed",
               QString::number(CheckSpeechLineOnPressEnter->isChecked() ? 1 : 0));
+        write("Volume", QString::number(CurrentVolume()));
+        write("Speed", QString::number(CurrentSpeed()));
+        write("Pitch", QString::number(CurrentPitch()));
+        write("VerboseMode", yesNo(menuVerbose->isChecked()));
+        write("AutoSelectAudioFormat", yesNo(menuAutoSelectAudioFormat->isChecked()));
+        write("AudioFormat", QString::number(AudioFormatIndex));
+        write("DeviceAudioOutput", ComboAudioOutput->currentText());
         const QStringList allowed = m_consent->allowedList();
         for (int i = 0; i <= allowed.size(); ++i) // one more, emptied, ends the list
             ini.write(Section, QStringLiteral("AllowedProgram%1").arg(i + 1), allowed.value(i));

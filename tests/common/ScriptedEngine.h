@@ -48,10 +48,13 @@ public:
     void Pause() override { paused = true; }
     void Resume() override { paused = false; }
     int RunningState() const override { return speaking ? SRSEIsSpeaking : SRSEDone; }
-    int Volume() const override { return 100; }
-    void SetVolume(int) override {}
-    int Rate() const override { return 0; }
-    void SetRate(int) override {}
+    int volume = 100; // what SetVolume, SetRate and SetAudioFormatType were given last
+    int rate = 0;
+    int format = 22;
+    int Volume() const override { return volume; }
+    void SetVolume(int v) override { volume = v; }
+    int Rate() const override { return rate; }
+    void SetRate(int r) override { rate = r; }
     QList<VoiceInfo> GetVoices() const override
     {
         return {{QStringLiteral("scripted"), QStringLiteral("Scripted"), QStringLiteral("MALE"),
@@ -60,8 +63,8 @@ public:
     }
     QString CurrentVoiceId() const override { return QStringLiteral("scripted"); }
     bool SetVoiceById(const QString &) override { return true; }
-    int AudioFormatType() const override { return 22; }
-    void SetAudioFormatType(int) override {}
+    int AudioFormatType() const override { return format; }
+    void SetAudioFormatType(int code) override { format = code; }
     bool HasAudioOutput() const override { return hasOutput; }
 
     // The line that is sounding comes to its end.

@@ -4,7 +4,9 @@
 #include "TestSupport.h"
 #include "config/AppPaths.h"
 #include "config/Dialogs.h"
+#include "config/KelIni.h"
 #include "shell/Form1.h"
+#include "shell/LevelSlider.h"
 #include "textprep/Text.h"
 
 #include <QAction>
@@ -277,6 +279,96 @@ private slots:
         const QByteArray after = f.readAll();
         QVERIFY(after.contains("SaveSettings=False"));
         QVERIFY(after.contains("WordWrap=True"));
+        QFile::remove(file);
+    }
+
+    void sliderKeysReachTheEngine_data()
+    {
+        QTest::addColumn<QString>("knob");
+        QTest::addColumn<int>("key");
+        QTest::addColumn<int>("volume");
+        QTest::addColumn<int>("rate");
+        QTest::addColumn<int>("pitch");
+        QTest::newRow("volume up by 5") << "PictureVolumeButton" << int(Qt::Key_Up) << 55 << 0 << 0;
+        QTest::newRow("speed down by 1")
+            << "PictureSpeedButton" << int(Qt::Key_Down) << 50 << -1 << 0;
+        QTest::newRow("pitch up into the tags")
+            << "PicturePitchButton" << int(Qt::Key_Up) << 50 << 0 << 1;
+    }
+    void sliderKeysReachTheEngine()
+    {
+        QFETCH(QString, knob);
+        QFETCH(int, key);
+        QCOMPARE(voice->volume, 50); // a first run starts at 50, 0, 0
+        QCOMPARE(voice->rate, 0);
+        QTest::keyClick(child<LevelSlider>(qPrintable(knob)), Qt::Key(key));
+        QTEST(voice->volume, "volume");
+        QTEST(voice->rate, "rate");
+        QTEST(w->session().CurrentPitch, "pitch");
+    }
+
+    void verboseModeSpeaksTheValueOnlyWhenIdle()
+    {
+        auto *knob = child<LevelSlider>("PictureVolumeButton");
+        QTest::keyClick(knob, Qt::Key_Up);
+        QVERIFY(voice->spoken().isEmpty()); // verbose mode is off
+        child<QAction>("menuVerbose")->setChecked(true);
+        w->Text1->setText(QStringLiteral("one\r\ntwo"));
+        child<QPushButton>("CommandSpeech")->click();
+        QTRY_COMPARE(w->session().SpeechState, 1);
+        QTest::keyClick(knob, Qt::Key_Up);
+        QCOMPARE(voice->volume, 60);
+        child<QPushButton>("CommandSpeech")->click();
+        QTRY_COMPARE(w->session().SpeechState, 0);
+        QTest::keyClick(knob, Qt::Key_Up);
+        QCOMPARE(voice->spoken(), (QStringList{"one", "65"}));
+    }
+
+    void formatListOffersTheFormatsInCodeOrder()
+    {
+        auto *formats = child<QComboBox>("ComboAudioFormat");
+        QCOMPARE(formats->count(), 36);
+        QCOMPARE(formats->itemText(6), QStringLiteral("11 kHz 16 Bit Mono"));
+        QCOMPARE(formats->currentData().toInt(), 22); // the voice's own format is shown
+        formats->setCurrentIndex(6);
+        QCOMPARE(voice->format, 10);
+    }
+
+    void levelsAndFormatSurviveARestart()
+    {
+        const QString file = SettingsFilePath();
+        QFile::remove(file);
+        {
+            Form1 first(voice, over);
+            first.SetVolumeSlider(80);
+            first.SetSpeedSlider(-3);
+            first.SetPitchSlider(4);
+            first.findChild<QAction *>(QStringLiteral("menuAutoSelectAudioFormat"))
+                ->setChecked(false);
+            first.findChild<QComboBox *>(QStringLiteral("ComboAudioFormat"))->setCurrentIndex(6);
+            first.close();
+        }
+        voice->volume = 100;
+        voice->format = 22;
+        {
+            Form1 second(voice, over);
+            QCOMPARE(voice->volume, 80);
+            QCOMPARE(voice->rate, -3);
+            QCOMPARE(second.session().CurrentPitch, 4);
+            QCOMPARE(voice->format, 10);
+        }
+        // A volume that is no number gives the default and one message.
+        QFile f(file);
+        QVERIFY(f.open(QIODevice::WriteOnly));
+        f.write("[Settings]\nVolume=abc\n");
+        f.close();
+        ResetSettingReports();
+        dialogs.messages.clear();
+        {
+            Form1 third(voice, over);
+            QCOMPARE(voice->volume, 50);
+            QCOMPARE(dialogs.messages.size(), 1);
+        }
         QFile::remove(file);
     }
 

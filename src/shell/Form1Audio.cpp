@@ -1,0 +1,249 @@
+// The main window's side of what is heard: the volume, speed and pitch sliders with their
+// spoken values, the output device and the audio format of the main voice.
+#include "shell/Form1.h"
+
+#include "audio/AudioOutput.h"
+#include "config/MultiLang.h"
+#include "shell/LevelSlider.h"
+#include "voices/AudioFormats.h"
+#include "voices/ThreadedEngine.h"
+#include "voices/VoiceParameters.h"
+
+#include <QAction>
+#include <QAudioDevice>
+#include <QComboBox>
+#include <QGroupBox>
+#include <QHBoxLayout>
+#include <QLabel>
+#include <QMediaDevices>
+#include <QMenu>
+#include <QVBoxLayout>
+
+namespace tonaris {
+
+using MultiLang::Translate;
+
+namespace {
+
+LevelSlider *makeLevel(QWidget *parent, QHBoxLayout *row, LevelSlider::Kind kind,
+                       const char *frameName, const char *caption)
+{
+    auto *frame = new QGroupBox(parent);
+    frame->setObjectName(QLatin1String(frameName));
+    auto *layout = new QVBoxLayout(frame);
+    auto *slider = new LevelSlider(kind, frame);
+    slider->setRestCaption(QLatin1String(caption));
+    slider->setFrame(frame);
+    layout->addWidget(slider, 0, Qt::AlignHCenter);
+    row->addWidget(frame);
+    return slider;
+}
+
+QComboBox *makeCombo(QWidget *parent, QVBoxLayout *column, const char *frameName,
+                     const char *frameCaption, const char *labelName, const char *labelCaption,
+                     const char *comboName)
+{
+    auto *frame = new QGroupBox(QLatin1String(frameCaption), parent);
+    frame->setObjectName(QLatin1String(frameName));
+    auto *layout = new QVBoxLayout(frame);
+    auto *label = new QLabel(QLatin1String(labelCaption), frame);
+    label->setObjectName(QLatin1String(labelName));
+    auto *combo = new QComboBox(frame);
+    combo->setObjectName(QLatin1String(comboName));
+    label->setBuddy(combo); // a screen reader names the list by its label
+    layout->addWidget(label);
+    layout->addWidget(combo);
+    column->addWidget(frame);
+    // A long device name is cut rather than widening the side column.
+    combo->setSizeAdjustPolicy(QComboBox::AdjustToMinimumContentsLengthWithIcon);
+    combo->setMinimumContentsLength(12);
+    return combo;
+}
+
+} // namespace
+
+void Form1::buildAudioControls(QWidget *parent, QVBoxLayout *side)
+{
+    installLevelSliderAccessibility();
+    auto *levels = new QHBoxLayout;
+    PictureVolumeButton =
+        makeLevel(parent, levels, LevelSlider::Kind::Volume, "FrameVolume", "Volume");
+    PictureSpeedButton = makeLevel(parent, levels, LevelSlider::Kind::Speed, "FrameSpeed", "Speed");
+    PicturePitchButton = makeLevel(parent, levels, LevelSlider::Kind::Pitch, "FramePitch", "Pitch");
+    // Beside the two lists the sliders get a usable track without making the window taller.
+    auto *row = new QHBoxLayout;
+    auto *lists = new QVBoxLayout;
+    row->addLayout(levels);
+    row->addLayout(lists, 1);
+    side->addLayout(row);
+
+    connect(PictureVolumeButton, &LevelSlider::valueChanged, this,
+            [this](int value) { Voice->SetVolume(builtinVolume(value)); });
+    connect(PictureSpeedButton, &LevelSlider::valueChanged, this,
+            [this](int value) { Voice->SetRate(builtinRate(value)); });
+    // The pitch has no property on the voice: it reaches the engine in the run's tag reset.
+    connect(PicturePitchButton, &LevelSlider::valueChanged, this,
+            [this](int value) { m_session.CurrentPitch = builtinPitchTag(value); });
+    for (LevelSlider *slider : {PictureVolumeButton, PictureSpeedButton, PicturePitchButton})
+        connect(slider, &LevelSlider::speakValueRequested, this, &Form1::speakLevel);
+
+    ComboAudioOutput = makeCombo(parent, lists, "FrameAudioOutput", "Audio Output",
+                                 "LabelAudioOutput", "Ou&tput device", "ComboAudioOutput");
+    for (const QAudioDevice &device : QMediaDevices::audioOutputs())
+        ComboAudioOutput->addItem(device.description(), device.id());
+    ComboAudioFormat = makeCombo(parent, lists, "FrameAudioFormats", "Audio Format",
+                                 "LabelAudioFormat", "&Format", "ComboAudioFormat");
+    for (int code : OfferedAudioFormatCodes()) {
+        QString name;
+        bool offered = false;
+        GetAudioFormatName(code, name, offered);
+        ComboAudioFormat->addItem(name, code);
+    }
+    ShowCurrentAudioFormat();
+
+    connect(ComboAudioOutput, &QComboBox::activated, this, &Form1::ComboAudioOutput_Click);
+    connect(ComboAudioFormat, &QComboBox::currentIndexChanged, this,
+            &Form1::ComboAudioFormat_Click);
+}
+
+void Form1::buildAudioMenu()
+{
+    menuAutoSelectAudioFormat =
+        menuOptions->addAction(QStringLiteral("Auto select voice-specific audio &format"));
+    menuAutoSelectAudioFormat->setObjectName(QStringLiteral("menuAutoSelectAudioFormat"));
+    menuAutoSelectAudioFormat->setCheckable(true);
+
+    menuAccessibilityOptions = menuOptions->addMenu(QStringLiteral("Accessibility &options"));
+    menuAccessibilityOptions->setObjectName(QStringLiteral("menuAccessibilityOptions"));
+    menuVerbose = menuAccessibilityOptions->addAction(QStringLiteral("&Verbose mode"));
+    menuVerbose->setObjectName(QStringLiteral("menuVerbose"));
+    menuVerbose->setCheckable(true);
+}
+
+// The sliders keep their rest captions themselves, so they need the translation as well.
+void Form1::setLevelCaptions()
+{
+    PictureVolumeButton->setRestCaption(Translate(QStringLiteral("Volume")));
+    PictureSpeedButton->setRestCaption(Translate(QStringLiteral("Speed")));
+    PicturePitchButton->setRestCaption(Translate(QStringLiteral("Pitch")));
+}
+
+// The engine gets the value even when the slider already stood there: at start the voice's own
+// volume and rate need not be the slider's.
+void Form1::SetVolumeSlider(int value)
+{
+    PictureVolumeButton->setValue(value);
+    Voice->SetVolume(builtinVolume(PictureVolumeButton->value()));
+}
+
+void Form1::SetSpeedSlider(int value)
+{
+    PictureSpeedButton->setValue(value);
+    Voice->SetRate(builtinRate(PictureSpeedButton->value()));
+}
+
+void Form1::SetPitchSlider(int value)
+{
+    PicturePitchButton->setValue(value);
+    m_session.CurrentPitch = builtinPitchTag(PicturePitchButton->value());
+}
+
+int Form1::CurrentVolume() const
+{
+    return PictureVolumeButton->value();
+}
+
+int Form1::CurrentSpeed() const
+{
+    return PictureSpeedButton->value();
+}
+
+int Form1::CurrentPitch() const
+{
+    return PicturePitchButton->value();
+}
+
+// Verbose mode says the new value, but never into a running text.
+void Form1::speakLevel(const QString &text)
+{
+    if (!menuVerbose->isChecked() || m_session.SpeechState != SpeechSession::StateIdle)
+        return;
+    m_session.ResetEngineTags();
+    m_session.PersistTags = 0;
+    m_session.PlayTTS(text);
+}
+
+void Form1::stopRunningSpeech()
+{
+    if (m_session.SpeechState != SpeechSession::StateIdle &&
+        m_session.SpeechState != SpeechSession::StateSaving) {
+        m_session.SpeechRequest = SpeechSession::RequestStop;
+        m_session.TimerSpeech_Timer();
+    }
+}
+
+void Form1::ComboAudioOutput_Click()
+{
+    const int index = ComboAudioOutput->currentIndex();
+    if (index < 0)
+        return;
+    stopRunningSpeech();
+    if (auto *engine = qobject_cast<ThreadedEngine *>(Voice)) {
+        // The list may have changed since it was filled: the device is found by its id, and a
+        // device that is gone leaves the system's default.
+        const QByteArray id = ComboAudioOutput->itemData(index).toByteArray();
+        QAudioDevice chosen;
+        for (const QAudioDevice &device : QMediaDevices::audioOutputs())
+            if (device.id() == id)
+                chosen = device;
+        engine->output()->setDevice(chosen);
+    }
+    ComboAudioFormat_Click(); // a new output has to get the format again
+}
+
+void Form1::ComboAudioFormat_Click()
+{
+    if (EventsSuppressed)
+        return;
+    const int index = ComboAudioFormat->currentIndex();
+    if (index < 0)
+        return;
+    if (m_session.SpeechState != SpeechSession::StateSaving)
+        stopRunningSpeech();
+    Voice->SetAudioFormatType(ComboAudioFormat->itemData(index).toInt());
+    AudioFormatIndex = index;
+}
+
+void Form1::ShowCurrentAudioFormat()
+{
+    const int index = ComboAudioFormat->findData(Voice->AudioFormatType());
+    if (index < 0)
+        return; // a format we do not offer leaves the list where it was
+    EventsSuppressed = true;
+    ComboAudioFormat->setCurrentIndex(index);
+    EventsSuppressed = false;
+    AudioFormatIndex = index;
+}
+
+// A voice just bound speaks in its own format when the option asks for it; not while saving,
+// where the stream's format is already fixed.
+void Form1::autoSelectAudioFormat()
+{
+    if (!menuAutoSelectAudioFormat->isChecked())
+        return;
+    if (m_session.SpeechState == SpeechSession::StateIdle ||
+        m_session.SpeechState == SpeechSession::StateSpeaking)
+        Voice->SetAudioFormatType(m_session.EngineKind == 1 ? 10 : AudioFormatEngineNative);
+    ShowCurrentAudioFormat();
+}
+
+void Form1::selectAudioOutput(const QString &description)
+{
+    if (ComboAudioOutput->count() == 0)
+        return;
+    const int found = ComboAudioOutput->findText(description);
+    ComboAudioOutput->setCurrentIndex(found >= 0 ? found : 0);
+    ComboAudioOutput_Click();
+}
+
+} // namespace tonaris
