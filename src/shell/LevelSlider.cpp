@@ -174,6 +174,7 @@ void LevelSlider::setFrame(QGroupBox *frame)
     if (m_frame)
         m_frame->removeEventFilter(this);
     m_frame = frame;
+    m_frameObject = frame;
     if (frame) {
         frame->installEventFilter(this);
         frame->setTitle(m_caption);
@@ -410,7 +411,9 @@ void LevelSlider::focusOutEvent(QFocusEvent *event)
 
 bool LevelSlider::eventFilter(QObject *watched, QEvent *event)
 {
-    if (watched == m_frame && event->type() == QEvent::MouseButtonPress && isEnabled())
+    // Compare plain pointers only: while the frame is being destroyed it is no longer a
+    // QGroupBox, and reading it through the guarded pointer would downcast a dying object.
+    if (event->type() == QEvent::MouseButtonPress && isEnabled() && watched == m_frameObject)
         setFocus(Qt::MouseFocusReason);
     return QWidget::eventFilter(watched, event);
 }

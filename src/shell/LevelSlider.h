@@ -109,6 +109,7 @@ private:
     QString m_restCaption;
     QString m_caption;
     QPointer<QGroupBox> m_frame;
+    const QObject *m_frameObject = nullptr; // the same frame, for identity tests only
 
     // Vertical mouse positions of a drag, in widget coordinates.
     QTimer m_dragTimer;
