@@ -3,7 +3,7 @@
 
 TONARIS_PACKAGES=(
     cmake g++ make pkg-config
-    qt6-base-dev qt6-multimedia-dev libgl-dev
+    qt6-base-dev qt6-multimedia-dev qt6-svg-dev libgl-dev
     libespeak-ng-dev espeak-ng-data libsoxr-dev
     lame
     fonts-dejavu-core

@@ -2,6 +2,7 @@
 
 #include "config/ProgramConsent.h"
 #include "textprep/Text.h"
+#include "voices/ExternalVoiceEngine.h"
 #include "voices/SpeechEngine.h"
 
 #include <QFile>
@@ -53,6 +54,18 @@ void SpeechSession::setVoices(SpeechEngine *voice, SpeechEngine *voiceOver)
         connect(Voice, &SpeechEngine::Word, this, &SpeechSession::Voice_Word);
         connect(Voice, &SpeechEngine::EndStream, this, &SpeechSession::Voice_EndStream);
         connect(Voice, &SpeechEngine::AudioLevel, this,
+                [this](int, qint64, int level) { emit audioLevel(level); });
+    }
+}
+
+void SpeechSession::setExternalVoice(ExternalVoiceEngine *dss)
+{
+    if (DSS)
+        disconnect(DSS, nullptr, this, nullptr);
+    DSS = dss;
+    if (DSS) {
+        connect(DSS, &SpeechEngine::EndStream, this, &SpeechSession::Voice_EndStream);
+        connect(DSS, &SpeechEngine::AudioLevel, this,
                 [this](int, qint64, int level) { emit audioLevel(level); });
     }
 }
@@ -144,6 +157,8 @@ void SpeechSession::TimerSpeech_Timer()
         bool done = true;
         if (EngineKind != 1 && Voice)
             done = Voice->RunningState() == SRSEDone;
+        else if (EngineKind == 1 && DSS)
+            done = !DSS->Speaking() && !Sapi4Paused; // that engine has no paused state to read
         if (done) {
             if (SpeechLineIndex < SpeechLineCount && SpeechLineIndex != SpeechStopLine) {
                 SpeechRequest = RequestStep;
@@ -221,6 +236,9 @@ void SpeechSession::pauseRun()
                 Voice->Pause();
             if (VoiceOver)
                 VoiceOver->Pause();
+        } else if (DSS) {
+            DSS->AudioPause();
+            Sapi4Paused = true;
         }
         ShowStatePaused();
         SpeechState = StatePaused;
@@ -243,6 +261,9 @@ void SpeechSession::resumeRun()
                 Voice->Resume();
             if (VoiceOver)
                 VoiceOver->Resume();
+        } else if (DSS) {
+            DSS->AudioResume();
+            Sapi4Paused = false;
         }
         ShowStateReproducing();
         SpeechState = StateSpeaking;
@@ -457,13 +478,19 @@ void SpeechSession::AbortSaveToFile()
 void SpeechSession::PlayTTS(QString In_Testo)
 {
     In_Testo.replace(Tab, Blank);
-    if (In_Testo.trimmed().isEmpty() || !Voice)
+    if (In_Testo.trimmed().isEmpty())
         return;
     if (EngineKind != 1) {
+        if (!Voice)
+            return;
         if (Voice->RunningState() != SRSEDone)
             PurgeSpeech();
         Voice->Speak(In_Testo, PersistTags != 1 ? SVSFlagsAsync | SVSFIsXML
                                                 : SVSFlagsAsync | SVSFIsXML | SVSFPersistXML);
+    } else if (DSS) {
+        if (DSS->Speaking())
+            PurgeSpeech();
+        DSS->SpeakText(In_Testo);
     }
 }
 
@@ -482,6 +509,8 @@ void SpeechSession::PurgeSpeech()
 {
     if (EngineKind != 1 && Voice)
         Voice->Speak(QStringLiteral(" "), SVSFPurgeBeforeSpeak);
+    else if (EngineKind == 1 && DSS)
+        DSS->AudioReset();
 }
 
 void SpeechSession::ResetEngineTags()

@@ -16,6 +16,7 @@ class QTemporaryDir;
 
 namespace tonaris {
 
+class ExternalVoiceEngine;
 class ProgramConsent;
 class SpeechEngine;
 class Text;
@@ -72,6 +73,9 @@ public:
     void setEditor(Text *editor);
     void setVoices(SpeechEngine *voice, SpeechEngine *voiceOver);
     SpeechEngine *voice() const { return Voice; }
+    // The engine of the external voice programs, used while EngineKind is 1; may be none.
+    void setExternalVoice(ExternalVoiceEngine *dss);
+    ExternalVoiceEngine *externalVoice() const { return DSS; }
 
     // Session variables.
     int SpeechRequest = 0;
@@ -229,6 +233,7 @@ private:
     std::unique_ptr<QTemporaryDir> m_tempDir;
     SpeechEngine *Voice = nullptr;
     SpeechEngine *VoiceOver = nullptr;
+    ExternalVoiceEngine *DSS = nullptr;
 };
 
 } // namespace tonaris

@@ -77,6 +77,7 @@ Form1::Form1(SpeechEngine *voice, SpeechEngine *voiceOver, QWidget *parent)
     buildContextMenu();
     buildEditMenu();
     buildKeywordMenu();
+    buildLanguageMenus();
     buildOptionsMenu();
     setCaptions();
     setEditMenuCaptions();
@@ -89,7 +90,7 @@ Form1::Form1(SpeechEngine *voice, SpeechEngine *voiceOver, QWidget *parent)
     connect(&m_session, &SpeechSession::unloadRequested, this, &QWidget::close);
     onDisplayChanged(SpeechSession::DisplayReady);
 
-    fillVoices();
+    startVoices();
     LoadSettings();
     TranslateForm(this);
     setLevelCaptions();
@@ -133,6 +134,7 @@ void Form1::buildWindow()
     voiceLabel->setBuddy(ComboVoci); // a screen reader names the list by its label
     voiceLayout->addWidget(voiceLabel);
     voiceLayout->addWidget(ComboVoci);
+    buildVoiceControls(frameVoice, voiceLayout);
     side->addWidget(frameVoice);
 
     auto *frameSpeech = new QGroupBox(central);
@@ -243,41 +245,6 @@ void Form1::setCaptions()
         ->setText(QStringLiteral("Speak selected"));
     findChild<QAction *>(QStringLiteral("menuSpeakFromHere"))
         ->setText(QStringLiteral("Speak from here"));
-}
-
-void Form1::fillVoices()
-{
-    const QSignalBlocker block(ComboVoci);
-    ComboVoci->clear();
-    const QString current = Voice->CurrentVoiceId();
-    int selected = 0;
-    const QList<VoiceInfo> voices = Voice->GetVoices();
-    for (int i = 0; i < voices.size(); ++i) {
-        ComboVoci->addItem(voices[i].name, voices[i].id);
-        if (voices[i].id == current)
-            selected = i;
-    }
-    if (!voices.isEmpty()) {
-        ComboVoci->setCurrentIndex(selected);
-        ComboVoci->setToolTip(ComboVoci->currentText());
-        StatusBarVoice->setText(ComboVoci->currentText());
-    }
-}
-
-void Form1::ComboVoci_Click()
-{
-    if (ComboVoci->currentIndex() < 0)
-        return;
-    if (m_session.SpeechState != SpeechSession::StateIdle &&
-        m_session.SpeechState != SpeechSession::StateSaving) {
-        m_session.SpeechRequest = SpeechSession::RequestStop;
-        m_session.TimerSpeech_Timer();
-    }
-    if (Voice->SetVoiceById(ComboVoci->currentData().toString())) {
-        ComboVoci->setToolTip(ComboVoci->currentText());
-        StatusBarVoice->setText(ComboVoci->currentText());
-        autoSelectAudioFormat();
-    }
 }
 
 void Form1::onDisplayChanged(int display)

@@ -1,9 +1,13 @@
 #pragma once
 
 #include "session/SpeechSession.h"
+#include "voices/ExternalVoices.h"
+#include "voices/VoiceCatalogue.h"
+#include "voices/VoiceParameters.h"
 
 #include <QMainWindow>
 
+#include <functional>
 #include <memory>
 
 class QAction;
@@ -21,6 +25,7 @@ class ProgramConsent;
 class FormReplace;
 class LevelSlider;
 class SpeechEngine;
+class ExternalVoiceEngine;
 class Text;
 
 // The main window: the editor, the speech commands and the state display around one session.
@@ -77,14 +82,60 @@ public:
     // Selects the main voice's present format in the list, if it is offered there.
     void ShowCurrentAudioFormat();
 
+    // The voice catalogue of the engine family in use; an index here is an index in ComboVoci.
+    QList<VoiceRecord> Voices;
+    int VoiceCount() const { return int(Voices.size()); }
+    int SelectedVoice = 0;
+    int BoundVoice = -1; // the voice bound last; another value forces the next bind
+    int VoceSAPI4Selezionata = -1;
+    int VoceSAPI5Selezionata = -1;
+    QString VoiceGreeting;
+    QString VoiceCountryName;
+    int ImageBandieraFlag = -1; // flag index shown, -1 before the first bind
+
+    void BuildVoiceCatalogue();
+    void RefreshVoiceList();
+    bool VoiceIsUsable(int In_NumVoce) const;
+    void ImpostaVoce(int &In_NumVoce);
+    void PrepareVoiceGreeting();
+    void ComboVoci_Click();
+    void ImageBandiera_DblClick();
+    // A voice picked in the editor's popup: bound without a greeting, and a #VOICE line written.
+    void subMenuVoice_Click(int voiceIndex);
+    void InsertVoiceLine();
+    void menuSAPI4_Click();
+    void menuSAPI5_Click();
+    void menuConfigureVoicesIndependently_Click();
+    void menuAlwaysSaveAudioWithMaxVolume_Click();
+    ExternalVoiceEngine *externalVoice() const { return DSS; }
+    // Where the voices of external programs come from; unset, the machine is searched.
+    // Tests set it before creating the window.
+    static std::function<QList<ExternalVoice>()> discoverExternalVoices;
+    // The engine family in use: the built-in engine (0) or the external programs (1).
+    int EngineKind() const { return m_session.EngineKind; }
+
+signals:
+    // A voice has been bound; features that depend on the voice follow it.
+    void voiceBound(int voiceIndex);
+
 protected:
     void closeEvent(QCloseEvent *event) override;
 
 private:
     void buildWindow();
     void buildContextMenu();
-    void fillVoices();
-    void ComboVoci_Click();
+    void startVoices();
+    void buildVoiceControls(QWidget *frame, QVBoxLayout *layout);
+    void buildVoiceMenus();
+    void buildLanguageMenus();
+    void fillVoiceCombo();
+    void switchEngine(int kind);
+    void selectStoredFormatForEngine(int kind);
+    void applyVolume(int value);
+    void applySpeed(int value);
+    void applyPitch(int value);
+    void loadVoiceSettings();
+    void saveVoiceSettings();
     void onDisplayChanged(int display);
     void Text1_ContextMenu(bool &handled, const QPoint &globalPos);
     void setCaptions();
@@ -104,7 +155,6 @@ private:
     void setLevelCaptions();
     void speakLevel(const QString &text);
     void stopRunningSpeech();
-    void autoSelectAudioFormat();
     void selectAudioOutput(const QString &description);
 
     SpeechSession m_session;
@@ -148,7 +198,21 @@ private:
     QMenu *menuAccessibilityOptions = nullptr;
     QAction *menuVerbose = nullptr;
     QAction *menuAutoSelectAudioFormat = nullptr;
-    int AudioFormatIndex = -1; // list index of the format chosen last, -1 before any
+    int AudioFormatIndexSapi5 =
+        -1; // list index of the format chosen last per family, -1 before any
+    int AudioFormatIndexSapi4 = -1;
+    ExternalVoiceEngine *DSS = nullptr;
+    int m_engineMenu = -1; // the engine family whose menu is checked; -1 before the first choice
+    EngineRange Sapi4Volume{0, 65535};
+    EngineRange Sapi4Speed;
+    EngineRange Sapi4Pitch;
+    QLabel *ImageBandiera = nullptr;
+    QMenu *LanguageMenus[LanguageGroupCount] = {};
+    QAction *menuSAPI4 = nullptr;
+    QAction *menuSAPI5 = nullptr;
+    QAction *menuConfigureVoicesIndependently = nullptr;
+    QAction *menuAlwaysSaveAudioWithMaxVolume = nullptr;
+    QAction *menuOnVoiceSelectSpeakCountryToo = nullptr;
     bool EventsSuppressed = false;
 };
 

@@ -6,6 +6,7 @@
 #include "config/MultiLang.h"
 #include "shell/LevelSlider.h"
 #include "voices/AudioFormats.h"
+#include "voices/ExternalVoiceEngine.h"
 #include "voices/ThreadedEngine.h"
 #include "voices/VoiceParameters.h"
 
@@ -77,13 +78,25 @@ void Form1::buildAudioControls(QWidget *parent, QVBoxLayout *side)
     row->addLayout(lists, 1);
     side->addLayout(row);
 
-    connect(PictureVolumeButton, &LevelSlider::valueChanged, this,
-            [this](int value) { Voice->SetVolume(builtinVolume(value)); });
-    connect(PictureSpeedButton, &LevelSlider::valueChanged, this,
-            [this](int value) { Voice->SetRate(builtinRate(value)); });
-    // The pitch has no property on the voice: it reaches the engine in the run's tag reset.
-    connect(PicturePitchButton, &LevelSlider::valueChanged, this,
-            [this](int value) { m_session.CurrentPitch = builtinPitchTag(value); });
+    connect(PictureVolumeButton, &LevelSlider::valueChanged, this, &Form1::applyVolume);
+    connect(PictureSpeedButton, &LevelSlider::valueChanged, this, &Form1::applySpeed);
+    connect(PicturePitchButton, &LevelSlider::valueChanged, this, &Form1::applyPitch);
+    // What the user sets becomes the selected voice's own, used when voices are configured
+    // independently. A dragged pitch of an external voice is heard but not kept.
+    connect(PictureVolumeButton, &LevelSlider::valueEdited, this, [this](int value, bool) {
+        if (SelectedVoice >= 0 && SelectedVoice < VoiceCount())
+            Voices[SelectedVoice].Volume = quint8(value);
+    });
+    connect(PictureSpeedButton, &LevelSlider::valueEdited, this, [this](int value, bool) {
+        if (SelectedVoice >= 0 && SelectedVoice < VoiceCount())
+            Voices[SelectedVoice].Speed = qint16(value);
+    });
+    connect(PicturePitchButton, &LevelSlider::valueEdited, this, [this](int value, bool byDrag) {
+        if (byDrag && m_session.EngineKind == EngineKindExternal)
+            return;
+        if (SelectedVoice >= 0 && SelectedVoice < VoiceCount())
+            Voices[SelectedVoice].Pitch = qint16(value);
+    });
     for (LevelSlider *slider : {PictureVolumeButton, PictureSpeedButton, PicturePitchButton})
         connect(slider, &LevelSlider::speakValueRequested, this, &Form1::speakLevel);
 
@@ -133,19 +146,53 @@ void Form1::setLevelCaptions()
 void Form1::SetVolumeSlider(int value)
 {
     PictureVolumeButton->setValue(value);
-    Voice->SetVolume(builtinVolume(PictureVolumeButton->value()));
+    applyVolume(PictureVolumeButton->value());
 }
 
 void Form1::SetSpeedSlider(int value)
 {
     PictureSpeedButton->setValue(value);
-    Voice->SetRate(builtinRate(PictureSpeedButton->value()));
+    applySpeed(PictureSpeedButton->value());
 }
 
 void Form1::SetPitchSlider(int value)
 {
     PicturePitchButton->setValue(value);
-    m_session.CurrentPitch = builtinPitchTag(PicturePitchButton->value());
+    applyPitch(PicturePitchButton->value());
+}
+
+// The user's scale goes to the engine of the family in use.
+void Form1::applyVolume(int value)
+{
+    if (m_session.EngineKind == EngineKindExternal) {
+        if (DSS) {
+            DSS->SetVolumeLeft(externalVolume(value, Sapi4Volume));
+            DSS->SetVolumeRight(externalVolume(value, Sapi4Volume));
+        }
+    } else {
+        Voice->SetVolume(builtinVolume(value));
+    }
+}
+
+void Form1::applySpeed(int value)
+{
+    if (m_session.EngineKind == EngineKindExternal) {
+        if (DSS)
+            DSS->SetSpeed(externalSpeed(value, Sapi4Speed));
+    } else {
+        Voice->SetRate(builtinRate(value));
+    }
+}
+
+// The built-in voice has no pitch property: the value reaches it in the run's tag reset.
+void Form1::applyPitch(int value)
+{
+    if (m_session.EngineKind == EngineKindExternal) {
+        if (DSS)
+            DSS->SetPitch(externalPitch(value, Sapi4Pitch));
+    } else {
+        m_session.CurrentPitch = builtinPitchTag(value);
+    }
 }
 
 int Form1::CurrentVolume() const
@@ -210,31 +257,30 @@ void Form1::ComboAudioFormat_Click()
         return;
     if (m_session.SpeechState != SpeechSession::StateSaving)
         stopRunningSpeech();
-    Voice->SetAudioFormatType(ComboAudioFormat->itemData(index).toInt());
-    AudioFormatIndex = index;
+    const int code = ComboAudioFormat->itemData(index).toInt();
+    if (m_session.EngineKind == EngineKindExternal) {
+        if (DSS)
+            DSS->SetAudioFormatType(code);
+        AudioFormatIndexSapi4 = index;
+    } else {
+        Voice->SetAudioFormatType(code);
+        AudioFormatIndexSapi5 = index;
+    }
 }
 
 void Form1::ShowCurrentAudioFormat()
 {
-    const int index = ComboAudioFormat->findData(Voice->AudioFormatType());
+    SpeechEngine *engine = Voice;
+    if (m_session.EngineKind == EngineKindExternal && DSS)
+        engine = DSS;
+    const int index = ComboAudioFormat->findData(engine->AudioFormatType());
     if (index < 0)
         return; // a format we do not offer leaves the list where it was
     EventsSuppressed = true;
     ComboAudioFormat->setCurrentIndex(index);
     EventsSuppressed = false;
-    AudioFormatIndex = index;
-}
-
-// A voice just bound speaks in its own format when the option asks for it; not while saving,
-// where the stream's format is already fixed.
-void Form1::autoSelectAudioFormat()
-{
-    if (!menuAutoSelectAudioFormat->isChecked())
-        return;
-    if (m_session.SpeechState == SpeechSession::StateIdle ||
-        m_session.SpeechState == SpeechSession::StateSpeaking)
-        Voice->SetAudioFormatType(m_session.EngineKind == 1 ? 10 : AudioFormatEngineNative);
-    ShowCurrentAudioFormat();
+    (m_session.EngineKind == EngineKindExternal ? AudioFormatIndexSapi4 : AudioFormatIndexSapi5) =
+        index;
 }
 
 void Form1::selectAudioOutput(const QString &description)

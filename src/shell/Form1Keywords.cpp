@@ -163,11 +163,18 @@ void Form1::InsertKeywordText(const QString &In_Text)
     Text1->setFocus();
 }
 
+// #VOICE: the whole name, upper-cased, against each voice's name. The voice stays selected
+// after the run, and the list shows it.
 void Form1::selectVoiceByName(const QString &upperName)
 {
-    for (int i = 0; i < ComboVoci->count(); ++i) {
-        if (ComboVoci->itemText(i).toUpper() == upperName) {
-            ComboVoci->setCurrentIndex(i); // binds the voice; a run goes on with it
+    for (int i = 0; i < VoiceCount(); ++i) {
+        if (Voices.at(i).Name.toUpper() == upperName) {
+            const bool suppressed = EventsSuppressed;
+            EventsSuppressed = true;
+            ComboVoci->setCurrentIndex(i);
+            EventsSuppressed = suppressed;
+            SelectedVoice = i;
+            ImpostaVoce(SelectedVoice);
             return;
         }
     }

@@ -56,6 +56,7 @@ void Form1::buildOptionsMenu()
     connect(menuTAGValidityOnlyForCurrentLine, &QAction::toggled, this,
             [this](bool on) { m_session.TagsForCurrentLineOnly = on ? 1 : 0; });
     buildAudioMenu();
+    buildVoiceMenus();
     menuOptions->addSeparator();
 
     menuLanguageSelection = menuOptions->addMenu(QStringLiteral("Lan&guage selection"));
@@ -122,8 +123,10 @@ void Form1::LoadSettings()
     auto read = [&](const char *key, const char *fallback) {
         return ini.read(Section, QLatin1String(key), QLatin1String(fallback));
     };
+    bool voiceTaken = false;
     if (!ini.existed()) {
         // A first run.
+        menuAlwaysSaveAudioWithMaxVolume->trigger();
         menuTAGValidityOnlyForCurrentLine->trigger();
         menuSaveSettings->setChecked(true);
         menuAutoSelectAudioFormat->setChecked(true);
@@ -142,15 +145,26 @@ void Form1::LoadSettings()
         // Read before the voice is bound, which may choose the voice's own format.
         menuAutoSelectAudioFormat->setChecked(IniBool(read("AutoSelectAudioFormat", "True")));
         menuVerbose->setChecked(IniBool(read("VerboseMode", "False")));
+        menuOnVoiceSelectSpeakCountryToo->setChecked(
+            IniBool(read("OnVoiceSelectSpeakCountryToo", "True")));
+        if (IniBool(read("AlwaysSaveAudioWithMaxVolume", "True")))
+            menuAlwaysSaveAudioWithMaxVolume->trigger();
+        menuConfigureVoicesIndependently->setChecked(
+            IniBool(read("ConfigureVoicesIndependently", "0")));
         SetVolumeSlider(IniStrictOrDefault(QStringLiteral("Volume"), read("Volume", "50"),
                                            VolumeDefault, 0, 255));
         SetSpeedSlider(
             IniStrictOrDefault(QStringLiteral("Speed"), read("Speed", "0"), SpeedDefault));
         SetPitchSlider(
             IniStrictOrDefault(QStringLiteral("Pitch"), read("Pitch", "0"), PitchDefault));
-        const int voice = IniVal(read("VoceSAPI5Selezionata", "0"));
-        if (voice >= 0 && voice < ComboVoci->count())
-            ComboVoci->setCurrentIndex(voice);
+        VoceSAPI5Selezionata = IniVal(read("VoceSAPI5Selezionata", "0"));
+        VoceSAPI4Selezionata = IniVal(read("VoceSAPI4Selezionata", "0"));
+        const int voice = m_session.EngineKind == EngineKindExternal ? VoceSAPI4Selezionata
+                                                                     : VoceSAPI5Selezionata;
+        if (voice >= 0 && voice < ComboVoci->count()) {
+            ComboVoci->setCurrentIndex(voice); // events are held: this binds nothing yet
+            voiceTaken = true;
+        }
         QStringList allowed;
         for (int i = 1;; ++i) {
             const QString program =
@@ -160,14 +174,44 @@ void Form1::LoadSettings()
             allowed.append(program);
         }
         m_consent->setAllowedList(allowed);
-        const int format = IniVal(read("AudioFormat", "-1"));
-        if (!menuAutoSelectAudioFormat->isChecked() && format >= 0 &&
-            format < ComboAudioFormat->count())
-            ComboAudioFormat->setCurrentIndex(format);
+        // Each voice's own values, by vendor and name, before the first binding.
+        if (menuConfigureVoicesIndependently->isChecked()) {
+            for (VoiceRecord &v : Voices) {
+                const QString key = v.Vendor + v.Name;
+                v.Volume = quint8(IniVal(
+                    ini.read(Section, QStringLiteral("Volume_") + key, QStringLiteral("50"))));
+                v.Speed = qint16(
+                    IniVal(ini.read(Section, QStringLiteral("Speed_") + key, QStringLiteral("0"))));
+                v.Pitch = qint16(
+                    IniVal(ini.read(Section, QStringLiteral("Pitch_") + key, QStringLiteral("0"))));
+            }
+        }
+    }
+    if (!voiceTaken && ComboVoci->count() > 0)
+        ComboVoci->setCurrentIndex(0);
+    m_loading = false;
+
+    // The voice is bound once everything it depends on is read; then events flow again.
+    if (VoiceCount() > 0)
+        ImpostaVoce(SelectedVoice);
+    EventsSuppressed = false;
+
+    if (ini.existed() && !menuAutoSelectAudioFormat->isChecked()) {
+        auto formatIndex = [&](const char *key) {
+            const int index = IniVal(read(key, "-1"));
+            return index >= 0 && index < ComboAudioFormat->count() ? index : -1;
+        };
+        AudioFormatIndexSapi4 = formatIndex("AudioFormatSAPI4");
+        AudioFormatIndexSapi5 = formatIndex("AudioFormat");
+        const int index = m_session.EngineKind == EngineKindExternal ? AudioFormatIndexSapi4
+                                                                     : AudioFormatIndexSapi5;
+        if (index >= 0)
+            ComboAudioFormat->setCurrentIndex(index);
     }
     // The device always, by its name; one that is gone gives way to the first.
     selectAudioOutput(ini.read(Section, QStringLiteral("DeviceAudioOutput"), QString()));
-    m_loading = false;
+    if (m_session.EngineKind != EngineKindExternal)
+        ShowCurrentAudioFormat();
 }
 
 void Form1::SaveSettings()
@@ -179,6 +223,9 @@ void Form1::SaveSettings()
         ini.write(Section, QLatin1String(key), value);
     };
     write("SaveSettings", yesNo(menuSaveSettings->isChecked()));
+    if (menuSaveSettings->isChecked())
+        write("SpeechInterface",
+              menuSAPI5->isChecked() ? QStringLiteral("SAPI5") : QStringLiteral("SAPI4"));
     if (LanguageChanged) {
         const QAction *checked = nullptr;
         for (QAction *a : menuLanguageSelection->actions())
@@ -191,7 +238,11 @@ void Form1::SaveSettings()
         write("TAGValidityOnlyForCurrentLine",
               yesNo(menuTAGValidityOnlyForCurrentLine->isChecked()));
         write("Tracking", QString::number(CheckTracking->isChecked() ? 1 : 0));
-        write("VoceSAPI5Selezionata", QString::number(ComboVoci->currentIndex()));
+        write("VoceSAPI5Selezionata", QString::number(VoceSAPI5Selezionata));
+        write("VoceSAPI4Selezionata", QString::number(VoceSAPI4Selezionata));
+        write("OnVoiceSelectSpeakCountryToo", yesNo(menuOnVoiceSelectSpeakCountryToo->isChecked()));
+        write("AlwaysSaveAudioWithMaxVolume", yesNo(menuAlwaysSaveAudioWithMaxVolume->isChecked()));
+        write("ConfigureVoicesIndependently", yesNo(menuConfigureVoicesIndependently->isChecked()));
         write("SpeechLineOnEnterPressed",
               QString::number(CheckSpeechLineOnPressEnter->isChecked() ? 1 : 0));
         write("Volume", QString::number(CurrentVolume()));
@@ -199,11 +250,22 @@ void Form1::SaveSettings()
         write("Pitch", QString::number(CurrentPitch()));
         write("VerboseMode", yesNo(menuVerbose->isChecked()));
         write("AutoSelectAudioFormat", yesNo(menuAutoSelectAudioFormat->isChecked()));
-        write("AudioFormat", QString::number(AudioFormatIndex));
+        write("AudioFormat", QString::number(AudioFormatIndexSapi5));
+        write("AudioFormatSAPI4", QString::number(AudioFormatIndexSapi4));
         write("DeviceAudioOutput", ComboAudioOutput->currentText());
         const QStringList allowed = m_consent->allowedList();
         for (int i = 0; i <= allowed.size(); ++i) // one more, emptied, ends the list
             ini.write(Section, QStringLiteral("AllowedProgram%1").arg(i + 1), allowed.value(i));
+        // Last, the values of each voice, by vendor and name: voices that have left the
+        // machine keep theirs in the file.
+        if (menuConfigureVoicesIndependently->isChecked()) {
+            for (const VoiceRecord &v : std::as_const(Voices)) {
+                const QString key = v.Vendor + v.Name;
+                ini.write(Section, QStringLiteral("Volume_") + key, QString::number(v.Volume));
+                ini.write(Section, QStringLiteral("Speed_") + key, QString::number(v.Speed));
+                ini.write(Section, QStringLiteral("Pitch_") + key, QString::number(v.Pitch));
+            }
+        }
     }
     QString error;
     if (!ini.save(&error))

@@ -9,6 +9,9 @@ namespace tonaris {
 // formats (see PcmFormat.h), 40..68 compressed formats we name but never offer.
 inline constexpr int AudioFormatDefault = -1;
 inline constexpr int AudioFormatEngineNative = 22; // 22 kHz 16 Bit Mono, the built-in voices' own
+// 11 kHz 16 Bit Mono: what an external voice is given when the format its program writes is
+// not known.
+inline constexpr int AudioFormatExternalDefault = 10;
 // One past the last known code: the enumeration's end marker.
 inline constexpr int AudioFormatEndMarker = 69;
 

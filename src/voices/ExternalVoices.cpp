@@ -1,5 +1,6 @@
 #include "voices/ExternalVoices.h"
 
+#include "audio/PcmFormat.h"
 #include "config/KelPathManager.h"
 
 #include <QDir>
@@ -55,11 +56,20 @@ struct FliteVoice
     bool female;
     const char *tag;
     int pitch;
+    int sampleRate;
 };
 constexpr FliteVoice FliteVoices[] = {
-    {"kal", false, "en-us", 95},  {"kal16", false, "en-us", 95}, {"awb", false, "en-gb", 132},
-    {"rms", false, "en-us", 100}, {"slt", true, "en-us", 172},
+    {"kal", false, "en-us", 95, 8000},   {"kal16", false, "en-us", 95, 16000},
+    {"awb", false, "en-gb", 132, 16000}, {"rms", false, "en-us", 100, 16000},
+    {"slt", true, "en-us", 172, 16000},
 };
+
+// The code of 16-bit mono audio at this rate; 10 when the rate is unknown or not offered.
+int monoFormatCode(int sampleRate)
+{
+    const int code = CodeFromPcmFormat(PcmFormat{sampleRate, 1, 16});
+    return code < 0 ? 10 : code;
+}
 
 bool programExists(const QString &program)
 {
@@ -168,7 +178,7 @@ QList<ExternalVoice> fliteVoices(const QString &program)
          listed.split(QRegularExpression(QStringLiteral("\\s+")), Qt::SkipEmptyParts)) {
         if (name.endsWith(QLatin1String("_time")))
             continue;
-        FliteVoice known{nullptr, false, "en-us", 100};
+        FliteVoice known{nullptr, false, "en-us", 100, 0};
         for (const FliteVoice &f : FliteVoices)
             if (name == QLatin1String(f.name))
                 known = f;
@@ -187,6 +197,7 @@ QList<ExternalVoice> fliteVoices(const QString &program)
         // Speed in percent of the voice's own; pitch as the mean frequency in Hz.
         v.speedMin = 50, v.speedDefault = 100, v.speedMax = 200;
         v.pitchMin = known.pitch / 2, v.pitchDefault = known.pitch, v.pitchMax = known.pitch * 2;
+        v.formatCode = monoFormatCode(known.sampleRate);
         voices.append(v);
     }
     return voices;
@@ -228,6 +239,10 @@ QList<ExternalVoice> piperVoices(const QString &folder, const QString &program)
                                   QStringLiteral("--output_file"),  QStringLiteral("{output}"),
                                   QStringLiteral("--length_scale"), QStringLiteral("{100/speed}")};
         v.speedMin = 50, v.speedDefault = 100, v.speedMax = 200;
+        v.formatCode = monoFormatCode(json.value(QLatin1String("audio"))
+                                          .toObject()
+                                          .value(QLatin1String("sample_rate"))
+                                          .toInt());
         voices.append(v);
     }
     return voices;

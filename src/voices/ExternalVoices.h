@@ -21,6 +21,9 @@ struct ExternalVoice
     QString voice;         // what {voice} stands for
     int speedMin = 100, speedDefault = 100, speedMax = 100; // the program's own units
     int pitchMin = 100, pitchDefault = 100, pitchMax = 100;
+    // Audio format code of the WAV the program writes, when known; 10 (11 kHz 16 Bit Mono)
+    // otherwise. A voice selected with the automatic format choice plays in this format.
+    int formatCode = 10;
 
     // The text goes to standard input unless an argument names the {text} file.
     bool textOnStandardInput() const;

@@ -124,7 +124,8 @@ QList<VoiceRecord> BuildVoiceRecords(const QList<VoiceInfo> &voices, int engineK
             r.Language = v.language;
             r.Name = v.name;
             r.Description = v.description;
-            if (r.Description.size() < r.Name.size())
+            // An empty description never becomes the name.
+            if (!r.Description.isEmpty() && r.Description.size() < r.Name.size())
                 std::swap(r.Name, r.Description);
         } else {
             r.Gender = v.gender.toUpper();

@@ -23,6 +23,11 @@ public:
     bool paused = false;
     int stream = 0;
     bool hasOutput = true;
+    // The voices offered, and the one selected.
+    QList<VoiceInfo> voices{{QStringLiteral("scripted"), QStringLiteral("Scripted"),
+                             QStringLiteral("MALE"), QStringLiteral("Test"), QStringLiteral("409"),
+                             QStringLiteral("en-us"), QString()}};
+    QString currentVoice = QStringLiteral("scripted");
     std::function<void(const QString &)> onSpeak; // runs inside Speak, as a re-entrant caller would
 
     int Speak(const QString &text, int flags) override
@@ -55,14 +60,17 @@ public:
     void SetVolume(int v) override { volume = v; }
     int Rate() const override { return rate; }
     void SetRate(int r) override { rate = r; }
-    QList<VoiceInfo> GetVoices() const override
+    QList<VoiceInfo> GetVoices() const override { return voices; }
+    QString CurrentVoiceId() const override { return currentVoice; }
+    bool SetVoiceById(const QString &id) override
     {
-        return {{QStringLiteral("scripted"), QStringLiteral("Scripted"), QStringLiteral("MALE"),
-                 QStringLiteral("Test"), QStringLiteral("409"), QStringLiteral("en-us"),
-                 QString()}};
+        for (const VoiceInfo &v : voices)
+            if (v.id == id) {
+                currentVoice = id;
+                return true;
+            }
+        return false;
     }
-    QString CurrentVoiceId() const override { return QStringLiteral("scripted"); }
-    bool SetVoiceById(const QString &) override { return true; }
     int AudioFormatType() const override { return format; }
     void SetAudioFormatType(int code) override { format = code; }
     bool HasAudioOutput() const override { return hasOutput; }

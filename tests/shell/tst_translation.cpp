@@ -78,8 +78,13 @@ private slots:
                 for (const FormText &t : FormTexts(form))
                     texts.append(t.text);
         });
+        // Names of voices and languages come from the engines, not from the program.
+        auto *voices = w.findChild<QComboBox *>(QStringLiteral("ComboVoci"));
+        for (int i = 0; i < voices->count(); ++i)
+            texts.removeAll(voices->itemText(i));
         for (const VoiceInfo &v : voice.GetVoices())
-            texts.removeAll(v.name); // names from the engine, not the program's texts
+            texts.removeAll(v.name);
+        texts.removeAll(w.findChild<QLabel *>(QStringLiteral("ImageBandiera"))->toolTip());
         texts.removeDuplicates();
         QVERIFY(texts.size() > 40);
         QVERIFY(MultiLang::LoadLanguageFile(Italian));

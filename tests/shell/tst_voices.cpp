@@ -1,0 +1,306 @@
+// The main window's voices: catalogue into list and language menus, binding with its greeting,
+// the #VOICE lines of the popup, values kept per voice and the switch of engine family.
+#include "RecordingDialogs.h"
+#include "ScriptedEngine.h"
+#include "TestSupport.h"
+#include "config/AppPaths.h"
+#include "config/Dialogs.h"
+#include "config/KelIni.h"
+#include "shell/Form1.h"
+#include "shell/LevelSlider.h"
+#include "textprep/Text.h"
+#include "voices/ExternalVoiceEngine.h"
+
+#include <QAction>
+#include <QComboBox>
+#include <QLabel>
+#include <QMenu>
+#include <QTest>
+
+using namespace tonaris;
+using tonaris::test::RecordingDialogs;
+using tonaris::test::ScriptedEngine;
+
+namespace {
+
+VoiceInfo info(const char *id, const char *name, const char *language)
+{
+    return {QLatin1String(id),
+            QLatin1String(name),
+            QStringLiteral("FEMALE"),
+            QStringLiteral("eSpeak NG"),
+            QLatin1String(language),
+            QString(),
+            QString()};
+}
+
+// Voices of a program that is never run here: the tests look at lists, values and formats.
+QList<ExternalVoice> externalVoices()
+{
+    QList<ExternalVoice> list;
+    for (const auto &[name, code] : {std::pair{"Anna", "1040"}, std::pair{"Nikos", "1032"}}) {
+        ExternalVoice v;
+        v.info = VoiceInfo{QLatin1String(name),
+                           QLatin1String(name),
+                           QStringLiteral("FEMALE"),
+                           QStringLiteral("Acme"),
+                           QLatin1String(code),
+                           QString(),
+                           QString()};
+        v.program = QStringLiteral("true");
+        v.speedMin = 80, v.speedDefault = 100, v.speedMax = 300;
+        v.pitchMin = 0, v.pitchDefault = 40, v.pitchMax = 100;
+        v.formatCode = 18;
+        list.append(v);
+    }
+    return list;
+}
+
+} // namespace
+
+class TestVoices : public QObject
+{
+    Q_OBJECT
+
+private:
+    RecordingDialogs dialogs;
+    ScriptedEngine *voice = nullptr;
+    ScriptedEngine *over = nullptr;
+    Form1 *w = nullptr;
+
+    template <typename T> T *child(const char *name)
+    {
+        T *found = w->findChild<T *>(QLatin1String(name));
+        if (!found)
+            qFatal("no child %s", name);
+        return found;
+    }
+    QComboBox *combo() { return child<QComboBox>("ComboVoci"); }
+    QStringList visibleItems(const char *menuName)
+    {
+        QStringList items;
+        for (QAction *a : child<QMenu>(menuName)->actions())
+            items.append(a->text() + QLatin1Char('=') + a->data().toString());
+        return child<QMenu>(menuName)->menuAction()->isVisible() ? items : QStringList();
+    }
+    void makeWindow()
+    {
+        voice = new ScriptedEngine;
+        voice->voices = {info("it1", "Lucia", "410"), info("sv", "Astrid", "41d"),
+                         info("it2", "Paolo", "410"), info("ja", "Yuki", "411"),
+                         info("eo", "Esperanto_Voice", "1000")};
+        voice->currentVoice = QStringLiteral("it1");
+        over = new ScriptedEngine;
+        w = new Form1(voice, over);
+    }
+    void dropWindow()
+    {
+        delete w;
+        delete voice;
+        delete over;
+        w = nullptr;
+    }
+
+private slots:
+    void initTestCase()
+    {
+        test::isolateEnvironment();
+        Dialogs::install(&dialogs);
+        Form1::discoverExternalVoices = externalVoices;
+    }
+    void init()
+    {
+        QFile::remove(SettingsFilePath());
+        makeWindow();
+        dialogs.messages.clear();
+    }
+    void cleanup() { dropWindow(); }
+
+    void catalogueFillsListAndLanguageMenus()
+    {
+        QCOMPARE(combo()->count(), 5);
+        // The vendor is named unless the name already bears it.
+        QCOMPARE(combo()->itemText(0), QStringLiteral("eSpeak NG Lucia"));
+        QCOMPARE(combo()->itemText(4), QStringLiteral("eSpeak NG Esperanto Voice"));
+        QCOMPARE(visibleItems("menuItalian"), (QStringList{"Lucia=0", "Paolo=2"}));
+        QCOMPARE(visibleItems("menuSwedish"), QStringList{"Astrid=1"});
+        QCOMPARE(visibleItems("menuOtherCountries"), QStringList{"Esperanto Voice (1000)=4"});
+        QVERIFY(visibleItems("menuEnglishUS").isEmpty());
+        QVERIFY(visibleItems("menuFrench").isEmpty());
+    }
+
+    // Choosing a voice binds it and lets it say its name, with or without its language.
+    void selectingAVoiceAnnouncesIt_data()
+    {
+        QTest::addColumn<int>("index");
+        QTest::addColumn<bool>("countryToo");
+        QTest::addColumn<QString>("spoken");
+        QTest::addColumn<int>("flag");
+        QTest::newRow("Swedish with country") << 1 << true << "Astrid; Swedish." << 14;
+        QTest::newRow("Italian, name only") << 2 << false << "Paolo." << 10;
+        QTest::newRow("Japanese") << 3 << true << "Yuki; Japanese." << 18;
+        QTest::newRow("unknown language") << 4 << true << "Esperanto Voice; 1000." << 17;
+    }
+    void selectingAVoiceAnnouncesIt()
+    {
+        QFETCH(int, index);
+        QFETCH(bool, countryToo);
+        QFETCH(QString, spoken);
+        QFETCH(int, flag);
+        child<QAction>("menuOnVoiceSelectSpeakCountryToo")->setChecked(countryToo);
+        combo()->setCurrentIndex(index);
+        QCOMPARE(voice->currentVoice, voice->voices.at(index).id);
+        QCOMPARE(w->BoundVoice, index);
+        QCOMPARE(w->ImageBandieraFlag, flag);
+        QTRY_COMPARE(voice->spoken().value(0), spoken);
+    }
+
+    void flagSpeaksTheGreetingOnlyWhenIdle()
+    {
+        combo()->setCurrentIndex(3);
+        QTRY_VERIFY(!voice->spoken().isEmpty());
+        voice->finish();
+        QTRY_COMPARE(w->session().SpeechState, 0);
+        QTest::mouseDClick(child<QLabel>("ImageBandiera"), Qt::LeftButton);
+        QTRY_COMPARE(voice->spoken().value(1), QStringLiteral("Sayonara."));
+        // Speaking already: a second double-click is ignored.
+        QTRY_COMPARE(w->session().SpeechState, 1);
+        QTest::keyClick(child<QLabel>("ImageBandiera"), Qt::Key_Space);
+        QTest::qWait(20);
+        QCOMPARE(voice->spoken().size(), 2);
+    }
+
+    void bindingTheBoundVoiceChangesNothing()
+    {
+        combo()->setToolTip(QStringLiteral("marker"));
+        int same = w->BoundVoice;
+        w->ImpostaVoce(same);
+        QCOMPARE(combo()->toolTip(), QStringLiteral("marker"));
+    }
+
+    // A pick in the popup binds without a greeting and writes or replaces the #VOICE line.
+    void popupWritesTheVoiceLine_data()
+    {
+        QTest::addColumn<QString>("text");
+        QTest::addColumn<int>("caret");
+        QTest::addColumn<QString>("expected");
+        QTest::addColumn<int>("caretAfter");
+        QTest::newRow("before a plain line")
+            << "one\r\ntwo" << 6 << "one\r\n#VOICE Paolo\r\ntwo" << 19;
+        QTest::newRow("replaces a voice line")
+            << "#VOICE Lucia\r\ntwo" << 3 << "#VOICE Paolo\r\ntwo" << 14;
+        // The caret cannot stand between CR and LF: it goes to the end of the new line.
+        QTest::newRow("a voice line that is the last keeps its #")
+            << "one\r\n#VOICE Lucia" << 8 << "one\r\n##VOICE Paolo\r\n"
+            << 18;
+        QTest::newRow("empty text") << "" << 0 << "#VOICE Paolo\r\n" << 14;
+    }
+    void popupWritesTheVoiceLine()
+    {
+        QFETCH(QString, text);
+        QFETCH(int, caret);
+        QFETCH(QString, expected);
+        QFETCH(int, caretAfter);
+        w->Text1->setText(text);
+        w->Text1->SetSelStart(caret);
+        voice->calls.clear();
+        w->subMenuVoice_Click(2);
+        QCOMPARE(w->Text1->text(), expected);
+        QCOMPARE(w->Text1->SelStart(), caretAfter);
+        QCOMPARE(voice->currentVoice, QStringLiteral("it2"));
+        QCOMPARE(combo()->currentIndex(), 2);
+        QVERIFY(voice->spoken().isEmpty());
+    }
+
+    // Independent voices: each keeps what the user set for it; the option excludes saving at
+    // full volume.
+    void voicesKeepTheirOwnValues()
+    {
+        auto *independent = child<QAction>("menuConfigureVoicesIndependently");
+        auto *maxVolume = child<QAction>("menuAlwaysSaveAudioWithMaxVolume");
+        QVERIFY(maxVolume->isChecked()); // a first run saves at full volume
+        w->SetVolumeSlider(70);
+        independent->trigger();
+        QVERIFY(independent->isChecked());
+        QVERIFY(!maxVolume->isChecked());
+        QCOMPARE(w->Voices.at(3).Volume, quint8(70));
+
+        auto *volume = child<LevelSlider>("PictureVolumeButton");
+        volume->setFocus();
+        QTest::keyClick(volume, Qt::Key_Down); // Lucia, bound now, is set lower
+        const int lucia = w->CurrentVolume();
+        QVERIFY(lucia < 70);
+        combo()->setCurrentIndex(1);
+        QCOMPARE(w->CurrentVolume(), 70);
+        QCOMPARE(voice->volume, 70);
+        combo()->setCurrentIndex(0);
+        QCOMPARE(w->CurrentVolume(), lucia);
+
+        maxVolume->trigger();
+        QVERIFY(!independent->isChecked());
+    }
+
+    void ownValuesSurviveARestart()
+    {
+        child<QAction>("menuConfigureVoicesIndependently")->trigger();
+        w->SetSpeedSlider(4);
+        w->Voices[2].Speed = -3;
+        w->SaveSettings();
+        IniFile ini(SettingsFilePath());
+        QCOMPARE(
+            ini.read(QStringLiteral("Settings"), QStringLiteral("Speed_eSpeak NGPaolo"), QString()),
+            QStringLiteral("-3"));
+        dropWindow();
+        makeWindow();
+        QCOMPARE(w->Voices.at(2).Speed, qint16(-3));
+        combo()->setCurrentIndex(2);
+        QCOMPARE(w->CurrentSpeed(), -3);
+    }
+
+    // The external family: its own list, menus by decimal codes (Greek tested as French), its
+    // own format memory, the device list off; and back again.
+    void switchingTheEngineFamily()
+    {
+        QVERIFY(child<QAction>("menuSAPI5")->isChecked());
+        child<QAction>("menuSAPI4")->trigger();
+        QCOMPARE(w->EngineKind(), 1);
+        QVERIFY(!child<QAction>("menuSAPI5")->isChecked());
+        QCOMPARE(combo()->count(), 2);
+        QCOMPARE(combo()->itemText(0), QStringLiteral("Anna Acme"));
+        QCOMPARE(visibleItems("menuItalian"), QStringList{"Anna=0"});
+        QCOMPARE(visibleItems("menuFrench"), QStringList{"Nikos=1"});
+        QVERIFY(visibleItems("MenuGreek").isEmpty());
+        QVERIFY(!child<QComboBox>("ComboAudioOutput")->isEnabled());
+        QVERIFY(!child<QAction>("menuTAGValidityOnlyForCurrentLine")->isVisible());
+        // Auto format on: the voice's own, 16 kHz 16 Bit Mono.
+        QCOMPARE(child<QComboBox>("ComboAudioFormat")->currentText(),
+                 QStringLiteral("16 kHz 16 Bit Mono"));
+        // The speed range is centred on the voice's default: 80..120 around 100.
+        w->SetSpeedSlider(10);
+        QCOMPARE(w->externalVoice()->Speed(), 120);
+        w->SetSpeedSlider(-10);
+        QCOMPARE(w->externalVoice()->Speed(), 80);
+
+        child<QAction>("menuSAPI5")->trigger();
+        QCOMPARE(w->EngineKind(), 0);
+        QCOMPARE(combo()->count(), 5);
+        QVERIFY(child<QComboBox>("ComboAudioOutput")->isEnabled());
+        QVERIFY(child<QAction>("menuTAGValidityOnlyForCurrentLine")->isVisible());
+        QVERIFY(visibleItems("menuFrench").isEmpty());
+    }
+
+    void engineFamilyIsRemembered()
+    {
+        child<QAction>("menuSAPI4")->trigger();
+        combo()->setCurrentIndex(1);
+        w->SaveSettings();
+        dropWindow();
+        makeWindow();
+        QCOMPARE(w->EngineKind(), 1);
+        QCOMPARE(combo()->currentText(), QStringLiteral("Nikos Acme"));
+        QCOMPARE(w->externalVoice()->SelectedIndex(), 2);
+    }
+};
+
+QTEST_MAIN(TestVoices)
+#include "tst_voices.moc"
