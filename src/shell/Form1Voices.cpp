@@ -54,6 +54,7 @@ QPixmap flagPixmap(int index, qreal devicePixelRatio)
     pixmap.fill(Qt::transparent);
     QSvgRenderer renderer{QString::fromLatin1(FlagFiles[qBound(0, index, FlagCount - 1)])};
     QPainter painter(&pixmap);
+    painter.setClipRect(QRect(QPoint(0, 0), FlagSize));
     renderer.render(&painter, QRectF(QPointF(0, 0), QSizeF(FlagSize)));
     return pixmap;
 }

@@ -3,6 +3,7 @@
 #include "audio/AudioOutput.h"
 
 #include <QElapsedTimer>
+#include <QProcess>
 #include <QSignalSpy>
 #include <QTest>
 
@@ -44,6 +45,14 @@ bool waitForMarker(QSignalSpy &spy, AudioMarker::Kind kind, int timeoutMs = 8000
         spy.wait(50);
     }
 }
+// What the sound server says of the streams playing now ("s16le 2ch 44100Hz" and the like).
+QString playingStreamSpecs()
+{
+    QProcess pactl;
+    pactl.start(QStringLiteral("pactl"), {QStringLiteral("list"), QStringLiteral("sink-inputs")});
+    pactl.waitForFinished(5000);
+    return QString::fromUtf8(pactl.readAllStandardOutput());
+}
 } // namespace
 
 class TestAudioOutput : public QObject
@@ -60,14 +69,16 @@ private slots:
     void toneIsHeardWithMarkersInPlace_data()
     {
         QTest::addColumn<int>("code");
-        QTest::newRow("engine format") << -1;
-        QTest::newRow("11 kHz mono 16 bit") << 10;
-        QTest::newRow("8 kHz stereo 8 bit") << 5;
-        QTest::newRow("44 kHz stereo 16 bit") << 35;
+        QTest::addColumn<QString>("spec"); // the stream as the sound server receives it
+        QTest::newRow("engine format") << -1 << "s16le 1ch 22050Hz";
+        QTest::newRow("11 kHz mono 16 bit") << 10 << "s16le 1ch 11025Hz";
+        QTest::newRow("8 kHz stereo 8 bit") << 5 << "u8 2ch 8000Hz";
+        QTest::newRow("44 kHz stereo 16 bit") << 35 << "s16le 2ch 44100Hz";
     }
     void toneIsHeardWithMarkersInPlace()
     {
         QFETCH(int, code);
+        QFETCH(QString, spec);
         AudioOutput out;
         PcmFormat format = EnginePcmFormat;
         if (code >= 0)
@@ -90,6 +101,8 @@ private slots:
         out.write(out.generation(), pcm.constData(), pcm.size(),
                   {marker(AudioMarker::Word, words[0], 1), marker(AudioMarker::Word, words[1], 2),
                    marker(AudioMarker::EndStream, pcm.size())});
+        // The format reaches the device as it is, not converted back to the engine's.
+        QTRY_VERIFY2(playingStreamSpecs().contains(spec), qPrintable(playingStreamSpecs()));
         QVERIFY(waitForMarker(spy, AudioMarker::EndStream));
         QTRY_VERIFY(out.isIdle());
         QTest::qWait(150); // let parec write the tail
