@@ -6,6 +6,7 @@
 #include "session/SpeechSession.h"
 #include "textprep/Text.h"
 #include "voices/EspeakEngine.h"
+#include "voices/ExternalVoiceEngine.h"
 
 #include <QProcess>
 #include <QRegularExpression>
@@ -230,6 +231,42 @@ private slots:
         QVERIFY(toneLevel(capture, start, second, 880) > 1500);
         QVERIFY(toneLevel(capture, start + 2 * second, second, 880) < 500);
         QVERIFY(!highlighted.isEmpty());
+    }
+
+    // With a voice program the loop waits on the program's speaking flag and on its own pause
+    // mark, as that engine has no paused state to read.
+    void externalVoiceSpeaksTheLinesInTurn()
+    {
+        const QList<ExternalVoice> voices = ExternalVoices::fliteVoices();
+        if (voices.isEmpty())
+            QSKIP("flite is not installed");
+        ExternalVoiceEngine dss(voices);
+        s->setExternalVoice(&dss);
+        s->EngineKind = 1;
+        QSignalSpy ended(&dss, &ExternalVoiceEngine::AudioStop);
+        editor->setText(
+            QStringLiteral("One little line.\r\nAnd <volume level=\"20\">another</volume>."));
+        AudioCapture capture;
+        QString error;
+        QVERIFY2(capture.start(&error), qPrintable(error));
+        s->CommandSpeech_Click();
+        QTRY_COMPARE_WITH_TIMEOUT(s->SpeechState, 1, 5000);
+        s->CommandPauseResume_Click();
+        QTRY_COMPARE(s->SpeechState, 2);
+        QVERIFY(s->Sapi4Paused);
+        QVERIFY(dss.AudioPaused());
+        s->CommandPauseResume_Click();
+        QTRY_COMPARE(s->SpeechState, 1);
+        QVERIFY(!s->Sapi4Paused);
+        QTRY_VERIFY_WITH_TIMEOUT(runEnded(), 30000);
+        QVERIFY(capture.stop());
+        QCOMPARE(ended.size(), 2);
+        const auto spans = capture.soundSpans();
+        QVERIFY(!spans.isEmpty());
+        const double seconds =
+            AudioCapture::msFromFrames(spans.last().end - spans.first().start) / 1000.0;
+        QVERIFY2(seconds > 0.8 && seconds < 15.0, qPrintable(QString::number(seconds)));
+        s->setExternalVoice(nullptr);
     }
 
     void stopPurgesAtOnce()
