@@ -17,6 +17,7 @@
 #include <QComboBox>
 #include <QCoreApplication>
 #include <QFileInfo>
+#include <QLocale>
 #include <QMenu>
 #include <QMenuBar>
 
@@ -187,8 +188,19 @@ void Form1::LoadSettings()
             }
         }
     }
-    if (!voiceTaken && ComboVoci->count() > 0)
-        ComboVoci->setCurrentIndex(0);
+    if (!voiceTaken && ComboVoci->count() > 0) {
+        // Nothing remembered: a voice of the user's language, else the engine's default,
+        // rather than whatever sorts first.
+        int index = -1;
+        const QString language = LanguageCodeFromTag(QLocale::system().bcp47Name());
+        for (int i = 0; i < VoiceCount() && index < 0; ++i)
+            if (Voices.at(i).Language == language)
+                index = i;
+        for (int i = 0; i < VoiceCount() && index < 0; ++i)
+            if (Voices.at(i).id == Voice->CurrentVoiceId())
+                index = i;
+        ComboVoci->setCurrentIndex(qMax(index, 0));
+    }
     m_loading = false;
 
     // The voice is bound once everything it depends on is read; then events flow again.
