@@ -35,13 +35,7 @@ private:
     ScriptedEngine *over = nullptr;
     Form1 *w = nullptr;
 
-    template <typename T> T *child(const char *name)
-    {
-        T *found = w->findChild<T *>(QLatin1String(name));
-        if (!found)
-            qFatal("no child %s", name);
-        return found;
-    }
+    template <typename T> T *child(const char *name) { return test::child<T>(w, name); }
     QLabel *visibleLight()
     {
         for (const char *name : {"ImagePuntoSpento", "ImagePuntoVerde", "ImagePuntoRosso"})

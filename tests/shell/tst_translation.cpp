@@ -37,10 +37,7 @@ class TestTranslation : public QObject
 
     template <typename T> static T *child(QObject *w, const char *name)
     {
-        T *found = w->findChild<T *>(QLatin1String(name));
-        if (!found)
-            qFatal("no child %s", name);
-        return found;
+        return test::child<T>(w, name);
     }
 private slots:
     void initTestCase()

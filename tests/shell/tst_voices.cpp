@@ -68,13 +68,7 @@ private:
     ScriptedEngine *over = nullptr;
     Form1 *w = nullptr;
 
-    template <typename T> T *child(const char *name)
-    {
-        T *found = w->findChild<T *>(QLatin1String(name));
-        if (!found)
-            qFatal("no child %s", name);
-        return found;
-    }
+    template <typename T> T *child(const char *name) { return test::child<T>(w, name); }
     QComboBox *combo() { return child<QComboBox>("ComboVoci"); }
     QStringList visibleItems(const char *menuName)
     {
