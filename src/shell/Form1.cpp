@@ -79,6 +79,7 @@ Form1::Form1(SpeechEngine *voice, SpeechEngine *voiceOver, QWidget *parent)
     buildKeywordMenu();
     buildLanguageMenus();
     buildOptionsMenu();
+    buildTextPrepMenus();
     setCaptions();
     setEditMenuCaptions();
     setKeywordMenuCaptions();

@@ -21,6 +21,7 @@ class QVBoxLayout;
 namespace tonaris {
 
 class FormFind;
+class IniFile;
 class ProgramConsent;
 class FormReplace;
 class LevelSlider;
@@ -214,6 +215,58 @@ private:
     QAction *menuAlwaysSaveAudioWithMaxVolume = nullptr;
     QAction *menuOnVoiceSelectSpeakCountryToo = nullptr;
     bool EventsSuppressed = false;
+
+    // ---- Text preparation (Form1TextPrep.cpp): the popup's special and custom tags, the
+    // second voice of quoted passages, conversions tables and return carriage removal.
+public:
+    // What a save to audio does to its text before splitting it into lines: the automatic
+    // return carriage removal (normal or hard), then the selected conversions table, each as
+    // its option in "Audio Book creation" says. The editor is not touched.
+    void PrepareTextForSaving(QString &text);
+    // The selected conversions table (the first listed when none is checked) over the text.
+    void ApplySelectedConversionsTable(QString &text);
+    QString SelectedConversionsTable; // caption of the checked table
+
+    void menuSpecialTAG_Click(int tag); // a SpecialTag value
+    void menuCustomizeVoiceInQuotedText_Click();
+    void menuConversionsTableItem_Click(int index);
+    void menuApplyConversionsTable_Click();
+    void menuRemoveNewLine_Click();
+    void menuRemoveNewLineHard_Click();
+
+    // What the quoted-text options window reads and writes.
+    int IsVoiceDifferentForQuotedTextEnabled() const;
+    int GetVoicesCount() const;
+    QString GetVoiceName(int In_VoiceIndex) const;
+    int GetVoiceSelectedForQuoted() const;
+    int GetSpeedForQuoted() const;
+    int GetPitchForQuoted() const;
+    // FlagEnable 1 turns the quoted voice on (and word tracking off, since the tags move the
+    // words); any other value turns it off.
+    void SetVoiceParametersForQuotedText(int FlagEnable, int Index, int Speed, int Pitch);
+    bool VerboseMode() const;
+    // Speaks a short text at once when idle, with no tag state kept.
+    void SpeakSample(const QString &text);
+
+private:
+    void buildTextPrepMenus();
+    void loadTextPrepSettings(const IniFile &ini);
+    void saveTextPrepSettings(IniFile &ini);
+    void LoadCustomTags();
+    void replaceEditorText(const QString &text);
+
+    QMenu *menuInsertSpecialTAG = nullptr;
+    QMenu *menuInsertCustomTAG = nullptr;
+    QMenu *menuAudioBookOptions = nullptr;
+    QMenu *menuSelectConversionsTable = nullptr;
+    QList<QAction *> menuConversionsTableItem;
+    QAction *menuCustomizeVoiceInQuotedText = nullptr;
+    QAction *menuAutoApplyConversionsTable = nullptr;
+    QAction *menuAutoFormat = nullptr;
+    QAction *menuAutoFormatHard = nullptr;
+    QAction *menuApplyConversionsTable = nullptr;
+    QAction *menuRemoveNewLine = nullptr;
+    QAction *menuRemoveNewLineHard = nullptr;
 };
 
 } // namespace tonaris
