@@ -528,9 +528,11 @@ void SpeechSession::WrapQuotedForEngine(QString &In_Out_Line)
         return;
     const QString name = VoiceNameAt ? VoiceNameAt(VoiceForQuotedIndex) : QString();
     if (name.isEmpty()) {
-        reportOnce(MultiLang::Translate(QStringLiteral(
-            "The voice chosen for quoted text is not installed; quoted text is read by the "
-            "current voice.")));
+        QString probe = In_Out_Line; // only a line that would change is worth telling about
+        if (WrapQuotedText(probe, {}))
+            reportOnce(MultiLang::Translate(QStringLiteral(
+                "The voice chosen for quoted text is not installed; quoted text is read by the "
+                "current voice.")));
         return;
     }
     if (WrapQuotedText(In_Out_Line, {name, VoiceForQuotedSpeed, VoiceForQuotedPitch}))

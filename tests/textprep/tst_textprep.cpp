@@ -187,39 +187,6 @@ private slots:
         QVERIFY(!LoadCustomTags(DataRoot + QStringLiteral("none.txt")).menuVisible());
     }
 
-    void specialTagWrites_data()
-    {
-        QTest::addColumn<int>("tag");
-        QTest::addColumn<QString>("text");
-        QTest::addColumn<QString>("selected"); // what stands selected after the write
-        QTest::newRow("silence") << int(SpecialTag::Silence) << R"( '<SILENCE MSEC="500"/>' )"
-                                 << "500";
-        QTest::newRow("volume") << int(SpecialTag::Volume) << R"(<VOLUME LEVEL="50"/>)"
-                                << "50";
-        QTest::newRow("speed") << int(SpecialTag::Speed) << R"(<RATE ABSSPEED="0"/>)"
-                               << "0";
-        QTest::newRow("pitch") << int(SpecialTag::Pitch) << R"(<PITCH ABSMIDDLE="0"/>)"
-                               << "0";
-        QTest::newRow("spell") << int(SpecialTag::Spell) << "<SPELL> SpelledText </SPELL>"
-                               << "SpelledText";
-        QTest::newRow("emphasis, opening tag only") << int(SpecialTag::Emphasize) << "<EMPH>"
-                                                    << "";
-    }
-    void specialTagWrites()
-    {
-        QFETCH(int, tag);
-        QFETCH(QString, text);
-        QFETCH(QString, selected);
-        const TagWrite w = SpecialTagWrite(SpecialTag(tag));
-        QCOMPARE(w.text, text);
-        if (w.selLength < 0) {
-            QCOMPARE(w.selStart, int(text.size()));
-            QVERIFY(selected.isEmpty());
-        } else {
-            QCOMPARE(text.mid(w.selStart, w.selLength), selected);
-        }
-    }
-
     void stringInsertAt_data()
     {
         QTest::addColumn<int>("position");
@@ -234,14 +201,6 @@ private slots:
     {
         QFETCH(int, position);
         QTEST(StringInsertAt(position, QStringLiteral("abc"), QStringLiteral("XY")), "result");
-    }
-
-    void resetAndSilenceTags()
-    {
-        QCOMPARE(
-            ResetTagsText(-3),
-            QStringLiteral(R"(<PITCH ABSMIDDLE="-3"/><VOLUME LEVEL="100"/><RATE ABSSPEED="0"/>)"));
-        QCOMPARE(SilenceTag(300), QStringLiteral(R"('<SILENCE MSEC="300"/>')"));
     }
 };
 
