@@ -55,6 +55,8 @@ FormQuotedTextOptions::FormQuotedTextOptions(Form1 *owner)
     label->setObjectName(QStringLiteral("LabelVoice"));
     ComboVoci = new QComboBox(FrameSubVoiceSelect);
     ComboVoci->setObjectName(QStringLiteral("ComboVoci"));
+    ComboVoci->setSizeAdjustPolicy(QComboBox::AdjustToMinimumContentsLengthWithIcon);
+    ComboVoci->setMinimumContentsLength(24); // room for "English (America), female"
     label->setBuddy(ComboVoci); // a screen reader names the list by its label
     auto *subLayout = new QVBoxLayout(FrameSubVoiceSelect);
     subLayout->addWidget(label);

@@ -117,6 +117,26 @@ private slots:
         QCOMPARE(visibleCaptions(child<QMenu>("menuInsertCustomTAG")),
                  (QStringList{"Pauses", "Voices", "Hello && welcome"}));
         QVERIFY(child<QMenu>("menuInsertSpecialTAG")->menuAction()->isVisible());
+
+        // Beside their neighbours in the Options and Edit menus.
+        const QStringList options = visibleCaptions(child<QMenu>("menuOptions"));
+        const qsizetype quoted =
+            options.indexOf(QStringLiteral("&Customize voice in quoted texts..."));
+        QCOMPARE(options.mid(quoted - 1, 3), (QStringList{"Configure voices &independently",
+                                                          "&Customize voice in quoted texts...",
+                                                          "TAGs &validity for current line only"}));
+        QCOMPARE(options.indexOf(QStringLiteral("Select conve&rsions table")) + 1,
+                 options.indexOf(QStringLiteral("Lan&guage selection")));
+        QCOMPARE(visibleCaptions(child<QMenu>("menuAudioBookOptions")).mid(0, 3),
+                 (QStringList{"Auto-Apply &Conversions Table",
+                              "&Auto-remove inappropriate return carriages",
+                              "Auto-remove inappropriate return carriages (&hard)"}));
+        const QStringList edit = visibleCaptions(child<QMenu>("menuEdit"));
+        const qsizetype replace = edit.indexOf(QStringLiteral("&Replace\tCTRL+R"));
+        QCOMPARE(edit.mid(replace, 5),
+                 (QStringList{"&Replace\tCTRL+R", "Apply Conversions &Table",
+                              "Remove &Inappropriate Return Carriages",
+                              "Remove &Inappropriate Return Carriages (&Hard)", "&Word Wrap"}));
     }
 
     void specialTagSelectsItsValue_data()
