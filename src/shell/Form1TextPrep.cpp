@@ -91,7 +91,7 @@ void Form1::buildTextPrepMenus()
 
     // The automatic preparations belong to audio-book making; the submenu is shared with the
     // save options, whichever part of the window builds it first.
-    menuAudioBookOptions = menuOptions->findChild<QMenu *>(QStringLiteral("menuAudioBookOptions"));
+    menuAudioBookOptions = findChild<QMenu *>(QStringLiteral("menuAudioBookOptions"));
     if (!menuAudioBookOptions) {
         menuAudioBookOptions = new QMenu(QStringLiteral("Audio &Book creation"), menuOptions);
         menuAudioBookOptions->setObjectName(QStringLiteral("menuAudioBookOptions"));
