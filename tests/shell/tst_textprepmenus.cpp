@@ -345,6 +345,31 @@ private slots:
         test::child<QPushButton>(form, "CommandCancel")->click();
         QCOMPARE(w->GetSpeedForQuoted(), 2);
         QVERIFY(item("menuCustomizeVoiceInQuotedText")->isChecked());
+
+        // In verbose mode a key step speaks the number in the chosen voice.
+        QTRY_VERIFY(!w->findChild<FormQuotedTextOptions *>());
+        item("menuVerbose")->setChecked(true);
+        form = openQuotedOptions();
+        QVERIFY(form);
+        QTest::keyClick(test::child<LevelSlider>(form, "PicturePitchButton"), Qt::Key_Up);
+        QCOMPARE(voice->spoken().last(),
+                 QStringLiteral(R"(<RATE ABSSPEED="2"/><PITCH ABSMIDDLE="0"/>)"
+                                R"(<VOICE REQUIRED="Name=Anna"/>0)"));
+        test::child<QPushButton>(form, "CommandCancel")->click();
+    }
+
+    void optionsWindowWithNoVoices()
+    {
+        ScriptedEngine mute;
+        mute.voices.clear();
+        Form1 empty(&mute, over);
+        empty.findChild<QAction *>(QStringLiteral("menuCustomizeVoiceInQuotedText"))->trigger();
+        auto *form = empty.findChild<FormQuotedTextOptions *>();
+        QVERIFY(form);
+        QCOMPARE(test::child<QComboBox>(form, "ComboVoci")->count(), 0);
+        test::child<QPushButton>(form, "CommandOK")->click();
+        QCOMPARE(empty.GetVoiceSelectedForQuoted(), -1);
+        QCOMPARE(empty.IsVoiceDifferentForQuotedTextEnabled(), 0);
     }
 
     void settingsSurviveARestart()
