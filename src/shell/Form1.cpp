@@ -79,6 +79,7 @@ Form1::Form1(SpeechEngine *voice, SpeechEngine *voiceOver, QWidget *parent)
     buildKeywordMenu();
     buildLanguageMenus();
     buildOptionsMenu();
+    buildDocumentControls();
     setCaptions();
     setEditMenuCaptions();
     setKeywordMenuCaptions();
@@ -104,6 +105,7 @@ Form1::Form1(SpeechEngine *voice, SpeechEngine *voiceOver, QWidget *parent)
                                      Dialogs::Exclamation, QString());
     }
     Text1->setFocus();
+    startUpDocuments();
 }
 
 Form1::~Form1()
@@ -306,6 +308,7 @@ void Form1::closeEvent(QCloseEvent *event)
         m_settingsSaved = true;
         SaveSettings();
     }
+    unloadOtherWindows();
     QMainWindow::closeEvent(event);
 }
 
