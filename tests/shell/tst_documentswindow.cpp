@@ -5,6 +5,7 @@
 #include "config/AppPaths.h"
 #include "config/Dialogs.h"
 #include "shell/Form1.h"
+#include "shell/FormFind.h"
 #include "textprep/Text.h"
 
 #include <QAction>
@@ -14,6 +15,7 @@
 #include <QMenuBar>
 #include <QPlainTextEdit>
 #include <QPushButton>
+#include <QScreen>
 #include <QTemporaryDir>
 #include <QTest>
 
@@ -333,6 +335,40 @@ private slots:
         restart();
         QCOMPARE(w->Text1->text(), QString());
         QCOMPARE(w->windowTitle(), Caption);
+    }
+
+    void hiddenStartLoadsButLeavesTheCaret()
+    {
+        const QString path = make(QStringLiteral("hidden.txt"), "0123456789");
+        child<QAction>("menuAutoLoad")->trigger();
+        dialogs.multipleFiles = {path};
+        trigger("menuOpen");
+        w->Text1->SetSelStart(5);
+        restart();
+        w->menuNew_Click();
+        w->StartUpDocument(true);
+        QCOMPARE(w->Text1->text(), QStringLiteral("0123456789"));
+        QCOMPARE(w->Text1->SelStart(), 0);
+    }
+
+    void closingTakesTheOtherWindowsAlong()
+    {
+        w->menuFind_Click();
+        QWidget *find = w->formFind();
+        QVERIFY(find->isVisible());
+        w->close();
+        QVERIFY(!find->isVisible());
+    }
+
+    void centerForm()
+    {
+        QWidget form;
+        form.resize(200, 100);
+        form.show();
+        Form1::CenterForm(&form);
+        const QRect area = form.screen()->availableGeometry();
+        QVERIFY(qAbs(form.frameGeometry().center().x() - area.center().x()) <= 1);
+        QVERIFY(qAbs(form.frameGeometry().center().y() - area.center().y()) <= 1);
     }
 
     void fontListsChangeTheEditor()
