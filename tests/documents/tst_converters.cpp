@@ -22,6 +22,8 @@ const QString KnownText =
                    "\r\n"
                    "Quotes: \"straight\" and a dash – here; the end.\r\n");
 
+const QString LongText = KnownText.repeated(4);
+
 // Blanks of any kind and length made one space, curved double quotes made straight.
 QString normalised(QString s)
 {
@@ -80,7 +82,8 @@ private slots:
         const QString target = dir.filePath(QStringLiteral("made $(x); 'q'.") + format);
         QString error;
         if (format == QLatin1String("doc")) {
-            QVERIFY2(WriteWordDocument(target, KnownText, error), qPrintable(error));
+            // Long enough for every reader of .doc files (antiword refuses short ones).
+            QVERIFY2(WriteWordDocument(target, LongText, error), qPrintable(error));
         } else {
             QByteArray bytes;
             QVERIFY2(
@@ -92,7 +95,41 @@ private slots:
         }
         QString text;
         QVERIFY2(ReadDocument(target, text, error), qPrintable(error));
-        QCOMPARE(normalised(text), normalised(KnownText));
+        QCOMPARE(normalised(text),
+                 normalised(format == QLatin1String("doc") ? LongText : KnownText));
+    }
+
+    // The readers of .doc files in turn: those before fail (programs that only fail stand
+    // first on the path), and the next one reads the document made above.
+    void wordReadersInTurn_data()
+    {
+        QTest::addColumn<QStringList>("failing");
+        QTest::newRow("catdoc") << QStringList();
+        QTest::newRow("antiword") << QStringList{QStringLiteral("catdoc")};
+        QTest::newRow("libreoffice")
+            << QStringList{QStringLiteral("catdoc"), QStringLiteral("antiword")};
+    }
+    void wordReadersInTurn()
+    {
+        QFETCH(QStringList, failing);
+        const QString doc = dir.filePath(QStringLiteral("made $(x); 'q'.doc"));
+        if (!QFile::exists(doc))
+            QSKIP("no document was made");
+        QTemporaryDir fakes;
+        for (const QString &name : failing) {
+            QFile fake(fakes.filePath(name));
+            QVERIFY(fake.open(QIODevice::WriteOnly));
+            fake.write("#!/bin/sh\necho broken >&2\nexit 1\n");
+            fake.close();
+            QVERIFY(fake.setPermissions(QFile::ReadOwner | QFile::ExeOwner));
+        }
+        const QByteArray path = qgetenv("PATH");
+        qputenv("PATH", fakes.path().toLocal8Bit() + ':' + path);
+        QString text, error;
+        const bool read = ReadWordDocument(doc, text, error);
+        qputenv("PATH", path);
+        QVERIFY2(read, qPrintable(error));
+        QCOMPARE(normalised(text), normalised(LongText));
     }
 
     void htmlSavedTwiceDoesNotGrow()

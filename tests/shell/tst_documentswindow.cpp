@@ -4,6 +4,7 @@
 #include "TestSupport.h"
 #include "config/AppPaths.h"
 #include "config/Dialogs.h"
+#include "config/KelIni.h"
 #include "shell/Form1.h"
 #include "shell/FormFind.h"
 #include "textprep/Text.h"
@@ -109,6 +110,22 @@ private slots:
                  QStringLiteral("Sa&ve text file as...\tCtrl+S"));
         QCOMPARE(child<QMenu>("menuOptions")->actions().first()->objectName(),
                  QStringLiteral("menuAutoLoad"));
+    }
+
+    void firstRunAndItsSettings()
+    {
+        QVERIFY(!child<QAction>("menuAutoLoad")->isChecked());
+        QVERIFY(!child<QAction>("menuSaveTextFile")->isEnabled());
+        w->close();
+        IniFile ini(SettingsFilePath());
+        const QString section = QStringLiteral("Settings");
+        QCOMPARE(ini.read(section, QStringLiteral("AutoLoadLastSaved"), QString()),
+                 QStringLiteral("False"));
+        QCOMPARE(ini.read(section, QStringLiteral("LastSavedFilename"), QStringLiteral("x")),
+                 QString());
+        QCOMPARE(ini.read(section, QStringLiteral("FontName"), QString()), w->Text1->FontName());
+        QCOMPARE(ini.read(section, QStringLiteral("FontSize"), QString()),
+                 QString::number(w->Text1->FontSize()));
     }
 
     void openOneFile()
