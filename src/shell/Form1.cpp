@@ -80,6 +80,7 @@ Form1::Form1(SpeechEngine *voice, SpeechEngine *voiceOver, QWidget *parent)
     buildLanguageMenus();
     buildOptionsMenu();
     buildTextPrepMenus();
+    buildDocumentControls();
     setCaptions();
     setEditMenuCaptions();
     setKeywordMenuCaptions();
@@ -105,6 +106,7 @@ Form1::Form1(SpeechEngine *voice, SpeechEngine *voiceOver, QWidget *parent)
                                      Dialogs::Exclamation, QString());
     }
     Text1->setFocus();
+    startUpDocuments();
 }
 
 Form1::~Form1()
@@ -307,6 +309,7 @@ void Form1::closeEvent(QCloseEvent *event)
         m_settingsSaved = true;
         SaveSettings();
     }
+    unloadOtherWindows();
     QMainWindow::closeEvent(event);
 }
 

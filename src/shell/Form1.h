@@ -267,6 +267,49 @@ private:
     QAction *menuApplyConversionsTable = nullptr;
     QAction *menuRemoveNewLine = nullptr;
     QAction *menuRemoveNewLineHard = nullptr;
+    // ---- Documents and start-up (Form1Documents.cpp, Form1Startup.cpp) ----------------------
+public:
+    // The path of the document in the editor; "" for none. Saving writes to it.
+    QString CurrentFilePath;
+    // The text of any document, by its extension (raw text for unknown ones); a null string when
+    // it could not be read, with the reason, already translated, in `error`.
+    QString ReadDocumentText(const QString &path, QString *error = nullptr);
+    // Opens a document as at start-up: when it exists and reads, its text replaces the editor's;
+    // a non-empty text makes it the current file. A failed read shows why and keeps the text.
+    void OpenDocument(const QString &path);
+    // Start-up without a command line: with "Load last opened file at startup" on, reopens the
+    // last file and, unless hidden, puts the caret where it was; else focuses the editor.
+    void StartUpDocument(bool hidden = false);
+    void menuNew_Click();
+    void menuOpen_Click();
+    void menuAppend_Click();
+    void menuFile_Click();
+    void menuSaveTextFile_Click();
+    void menuSaveTextFileAs_Click();
+    void Text1_DropFile(QString &path);
+    // Every control and menu item off; only the close box stays usable.
+    void DisableAllControls();
+    static void CenterForm(QWidget *form);
+    static void FillFontList(QComboBox *combo);
+
+private:
+    void buildDocumentControls();
+    void buildFontFrame();
+    void startUpDocuments();
+    void saveDocumentSettings(IniFile &ini);
+    void unloadOtherWindows();
+    void setDocumentCaption();
+    void replaceText(const QString &text);
+    void showReadError(const QString &error);
+    void documentKeys(int &keyCode, int shift);
+    QMenu *menuFile = nullptr;
+    QAction *menuSaveTextFile = nullptr;
+    QAction *menuAutoLoad = nullptr;
+    QComboBox *ComboFonts = nullptr;
+    QComboBox *ComboFontSize = nullptr;
+    QString m_lastSavedFilename;
+    int m_lastCursorPosition = 0;
+    bool m_startFailed = false;
 };
 
 } // namespace tonaris

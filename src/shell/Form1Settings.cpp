@@ -236,6 +236,7 @@ void Form1::SaveSettings()
         ini.write(Section, QLatin1String(key), value);
     };
     write("SaveSettings", yesNo(menuSaveSettings->isChecked()));
+    saveDocumentSettings(ini);
     if (menuSaveSettings->isChecked())
         write("SpeechInterface",
               menuSAPI5->isChecked() ? QStringLiteral("SAPI5") : QStringLiteral("SAPI4"));
