@@ -2,6 +2,7 @@
 
 #include "config/MultiLang.h"
 #include "config/ProgramConsent.h"
+#include "session/SaveToAudio.h"
 #include "textprep/InlineTags.h"
 #include "textprep/Text.h"
 #include "voices/ExternalVoiceEngine.h"
@@ -27,6 +28,7 @@ bool isActiveState(int state)
 SpeechSession::SpeechSession(QObject *parent)
     : QObject(parent)
     , m_random(static_cast<unsigned>(QDateTime::currentMSecsSinceEpoch()))
+    , m_save(std::make_unique<SaveToAudio>(*this))
 {
     TimerSpeech.setInterval(RestingInterval);
     connect(&TimerSpeech, &QTimer::timeout, this, &SpeechSession::TimerSpeech_Timer);
@@ -502,8 +504,14 @@ void SpeechSession::PlayTTSToFile(QString In_Testo)
     const QString trimmed = In_Testo.trimmed();
     if (trimmed.isEmpty() || !Voice)
         return;
-    if (EngineKind != 1)
-        Voice->Speak(In_Testo, PersistTags != 1 ? SVSFIsXML : SVSFIsXML | SVSFPersistXML);
+    // The save step waits for the engine itself, within its time budget.
+    if (EngineKind != 1) {
+        WrapQuotedForEngine(In_Testo);
+        Voice->Speak(In_Testo, PersistTags != 1 ? SVSFlagsAsync | SVSFIsXML
+                                                : SVSFlagsAsync | SVSFIsXML | SVSFPersistXML);
+    } else if (DSS) {
+        DSS->SpeakText(In_Testo);
+    }
     AudioCharsWritten += trimmed.size();
 }
 
@@ -611,8 +619,14 @@ void SpeechSession::PauseRecognition()
     if (PauseRecognitionHook)
         PauseRecognitionHook();
 }
-void SpeechSession::StartSaving() {}
-void SpeechSession::SaveStep() {}
+void SpeechSession::StartSaving()
+{
+    m_save->StartSaving();
+}
+void SpeechSession::SaveStep()
+{
+    m_save->SaveStep();
+}
 void SpeechSession::RecorderPlaybackWatch() {}
 void SpeechSession::DictationGate() {}
 void SpeechSession::IdleWatchers() {}

@@ -18,6 +18,7 @@ namespace tonaris {
 
 class ExternalVoiceEngine;
 class ProgramConsent;
+class SaveToAudio;
 class SpeechEngine;
 class Text;
 
@@ -125,6 +126,12 @@ public:
     // 0 and a script that waits for an answer stands still.
     std::function<int(const QStringList &phrases)> StartRecognition;
     std::function<void()> PauseRecognitionHook;
+
+    // Saving to audio files: its options, its state and its step.
+    SaveToAudio &saver() { return *m_save; }
+    const SaveToAudio &saver() const { return *m_save; }
+    // Whatever the text of a save goes through first (return carriages, conversions table).
+    std::function<void(QString &In_Out_Text)> PrepareTextForSave;
 
     void InterpretKeywordLine(const QString &In_Line);
     void StopPlayOver();
@@ -246,6 +253,7 @@ private:
     SpeechEngine *Voice = nullptr;
     SpeechEngine *VoiceOver = nullptr;
     ExternalVoiceEngine *DSS = nullptr;
+    std::unique_ptr<SaveToAudio> m_save;
 };
 
 } // namespace tonaris

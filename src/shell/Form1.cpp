@@ -81,6 +81,7 @@ Form1::Form1(SpeechEngine *voice, SpeechEngine *voiceOver, QWidget *parent)
     buildOptionsMenu();
     buildTextPrepMenus();
     buildDocumentControls();
+    buildSaveMenus();
     setCaptions();
     setEditMenuCaptions();
     setKeywordMenuCaptions();
@@ -279,7 +280,7 @@ void Form1::onDisplayChanged(int display)
     // While saving the progress window stands in for the main window.
     if (display == SpeechSession::DisplaySaving)
         hide();
-    else if (isHidden() && testAttribute(Qt::WA_WState_ExplicitShowHide))
+    else if (isHidden() && testAttribute(Qt::WA_WState_ExplicitShowHide) && !m_session.HiddenMode)
         show();
     StatusBar->setText(QLatin1String(look.status));
     for (QLabel *light : {ImagePuntoSpento, ImagePuntoVerde, ImagePuntoRosso})

@@ -21,8 +21,10 @@ class QVBoxLayout;
 namespace tonaris {
 
 class FormFind;
+class FormWaitToSaving;
 class IniFile;
 class ProgramConsent;
+struct CommandLine;
 class FormReplace;
 class LevelSlider;
 class SpeechEngine;
@@ -114,6 +116,33 @@ public:
     static std::function<QList<ExternalVoice>()> discoverExternalVoices;
     // The engine family in use: the built-in engine (0) or the external programs (1).
     int EngineKind() const { return m_session.EngineKind; }
+
+    // ---- Saving to audio files, the progress and power-off windows, the command line ----
+    // (Form1Save.cpp)
+    void menuSaveAudioFileAs_Click();
+    void AggiornaFormWaitToSaving(const QString &In_Messaggio1, const QString &In_Messaggio2,
+                                  bool In_Messaggio2IsGrayed, int In_PercentualeDiAvanzamento);
+    FormWaitToSaving *formWaitToSaving() const { return m_formWaitToSaving; }
+    // Acts on the command line once the window is ready. False when a hidden run has nothing
+    // to do: the cause has been told, and the program should end with ExitStatus().
+    bool RunCommandLine(const CommandLine &commandLine);
+    // 0 unless a run from the command line failed.
+    int ExitStatus() const;
+    void buildSaveMenus();
+    void loadSaveSettings(const IniFile &ini);
+    void saveSaveSettings(IniFile &ini);
+    FormWaitToSaving *m_formWaitToSaving = nullptr;
+    QAction *menuSaveAudioFileAs = nullptr;
+    QAction *menuRunWithIdlePriority = nullptr;
+    QAction *menuAddInitialAndFinalSilence = nullptr;
+    QAction *menuSpeakVolumeTitleAndVolumeNumber = nullptr;
+    QAction *menuSpeakVolumeNumberAndVolumeTitle = nullptr;
+    QAction *menuSplitSize[6] = {};
+    QAction *menuOptimizeSize = nullptr;
+    QAction *menuBalanced = nullptr;
+    QAction *menuOptimizeQuality = nullptr;
+    int m_commandLineStatus = 0;
+    // ---- end of saving to audio files ----
 
 signals:
     // A voice has been bound; features that depend on the voice follow it.

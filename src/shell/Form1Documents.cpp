@@ -6,6 +6,7 @@
 #include "config/MultiLang.h"
 #include "documents/DocumentReaders.h"
 #include "documents/DocumentWriters.h"
+#include "session/SaveToAudio.h"
 #include "textprep/Text.h"
 
 #include <QAction>
@@ -95,6 +96,8 @@ void Form1::documentKeys(int &keyCode, int shift)
 
 void Form1::setDocumentCaption()
 {
+    // The audio save proposes its name and folder from the same document.
+    m_session.saver().CurrentFilePath = CurrentFilePath;
     setWindowTitle(CurrentFilePath.isEmpty() ? WindowCaption
                                              : QDir::toNativeSeparators(CurrentFilePath) +
                                                    QStringLiteral(" - ") + WindowCaption);

@@ -125,6 +125,7 @@ void Form1::LoadSettings()
         return ini.read(Section, QLatin1String(key), QLatin1String(fallback));
     };
     bool voiceTaken = false;
+    loadSaveSettings(ini);
     if (!ini.existed()) {
         // A first run.
         menuAlwaysSaveAudioWithMaxVolume->trigger();
@@ -248,6 +249,7 @@ void Form1::SaveSettings()
         write("FileLNGForTranslate", checked ? checked->data().toString() : QString());
     }
     if (menuSaveSettings->isChecked()) {
+        saveSaveSettings(ini);
         write("WordWrap", yesNo(Text1->WordWrap()));
         write("TAGValidityOnlyForCurrentLine",
               yesNo(menuTAGValidityOnlyForCurrentLine->isChecked()));

@@ -503,9 +503,8 @@ void Form1::switchEngine(int kind)
     };
     if (!builtIn) {
         // These programs write one file per line: no volumes, no silence around them.
-        for (QAction *a : findChildren<QAction *>(QStringLiteral("menuSplitSize")))
-            if (a->data().toInt() == 0)
-                a->trigger();
+        if (menuSplitSize[0])
+            menuSplitSize[0]->trigger();
     }
     for (const char *name : DisabledForExternal)
         setEnabled(name, builtIn);

@@ -195,8 +195,13 @@ bool EspeakEngine::renderText(const QString &text, const RenderParams &params, R
     std::lock_guard lock(espeakLock());
     if (!ensureInitialised())
         return false;
-    if (espeak_SetVoiceByName(params.voiceId.toUtf8().constData()) != EE_OK)
-        espeak_SetVoiceByName("en");
+    // Loading a voice reads its files; a save renders thousands of lines with one voice.
+    static QString loadedVoice;
+    if (params.voiceId != loadedVoice) {
+        if (espeak_SetVoiceByName(params.voiceId.toUtf8().constData()) != EE_OK)
+            espeak_SetVoiceByName("en");
+        loadedVoice = params.voiceId;
+    }
     const int rate = params.emphasis ? params.rate - 1 : params.rate;
     const int volume = params.emphasis ? std::min(100, params.volume * 6 / 5) : params.volume;
     const int pitch = std::clamp(50 + params.pitch * 5 + (params.emphasis ? 8 : 0), 0, 100);

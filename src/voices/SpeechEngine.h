@@ -21,9 +21,9 @@ enum SpeechRunState { SRSEDone = 1, SRSEIsSpeaking = 2 };
 
 struct VoiceInfo
 {
-    QString id;          // stable key the engine selects the voice by
-    QString name;        // readable and unique
-    QString gender;      // "MALE" or "FEMALE"
+    QString id;     // stable key the engine selects the voice by
+    QString name;   // readable and unique
+    QString gender; // "MALE" or "FEMALE"
     QString vendor;
     QString language;    // language code as lower-case hexadecimal text, "409" for en-us
     QString languageTag; // the engine's own tag, "en-us"
@@ -62,6 +62,22 @@ public:
 
     // False when speaking aloud is impossible (no output device).
     virtual bool HasAudioOutput() const = 0;
+
+    // Rendering into a file instead of the device. OpenOutputFile waits for what is queued,
+    // then sends everything spoken from now on (texts and SpeakStream) into a new WAV file in
+    // the format of AudioFormatType(), as fast as the engine renders. CloseOutputFile waits for
+    // what is queued, finishes the file and sends the sound back to the device. Both give false,
+    // with a message for the user in `error`, when the file cannot be written (a full disk).
+    // An engine that cannot render into a file says so by the default.
+    virtual bool OpenOutputFile(const QString &path, QString *error = nullptr);
+    virtual bool CloseOutputFile(QString *error = nullptr);
+    virtual bool HasOutputFile() const { return false; }
+    // Bytes of audio written into the open file so far and readable by another reader; -1 once
+    // a write has failed.
+    virtual qint64 OutputFileBytes() const { return 0; }
+    // Waits up to timeoutMs, without serving events, until RunningState() is SRSEDone; true
+    // when it is. The save step renders with it, so it must never stall the window for long.
+    virtual bool WaitUntilDone(int timeoutMs);
 
 signals:
     void Word(int streamNumber, qint64 streamPosition, int characterPosition, int length);

@@ -1,8 +1,11 @@
 #include "voices/ThreadedEngine.h"
 
 #include "audio/AudioOutput.h"
+#include "audio/PcmConverter.h"
 #include "audio/WavReader.h"
+#include "audio/WavWriter.h"
 
+#include <QCoreApplication>
 #include <QEventLoop>
 #include <QLoggingCategory>
 #include <QTimer>
@@ -84,13 +87,22 @@ struct ThreadedEngine::Private
     // Shared with the worker.
     std::mutex mutex;
     std::condition_variable wake;
+    std::condition_variable idle;
     std::deque<Job> queue;
     bool busy = false;
     bool quitting = false;
     std::atomic<quint64> generation{0};
     std::thread worker;
 
+    // The file being rendered into. Set and cleared only while the worker is idle, used by the
+    // worker while it renders: the queue's lock orders the two.
+    std::unique_ptr<WavWriter> file;
+    std::unique_ptr<PcmConverter> fileConverter;
+    QByteArray fileBuffer;
+    std::atomic<qint64> fileBytes{0};
+
     void run();
+    void waitIdle();
     void render(Job &job);
     int enqueue(Job job, bool wait);
     QString resolveVoice(const TagState &state) const;
@@ -108,6 +120,16 @@ public:
         , m_generation(generation)
     {}
 
+    // Rendering into a file: the samples go there, converted, and markers are dropped.
+    void toFile(WavWriter *file, PcmConverter *converter, QByteArray *buffer,
+                std::atomic<qint64> *bytes)
+    {
+        m_file = file;
+        m_converter = converter;
+        m_buffer = buffer;
+        m_fileBytes = bytes;
+    }
+
     void beginPiece(const SpeechSegment *segment)
     {
         m_segment = segment;
@@ -118,6 +140,16 @@ public:
     {
         if (cancelled())
             return false;
+        if (m_file) {
+            m_buffer->clear();
+            m_converter->convert(reinterpret_cast<const char *>(samples), count * 2, *m_buffer);
+            if (!m_file->write(m_buffer->constData(), m_buffer->size())) {
+                m_fileBytes->store(-1);
+                return false; // a full disk: rendering on is of no use
+            }
+            m_written += count;
+            return !cancelled();
+        }
         QList<AudioMarker> markers;
         const qint64 end = m_written + count;
         while (!m_pending.isEmpty() && m_pending.first().sample < end) {
@@ -150,6 +182,8 @@ public:
 
     void marker(AudioMarker::Kind kind, const QString &bookmark = QString())
     {
+        if (m_file)
+            return;
         AudioMarker m;
         m.kind = kind;
         m.sample = m_written;
@@ -160,6 +194,14 @@ public:
 
     void flush()
     {
+        if (m_file) {
+            // A reader of the growing file (the encoder) sees each piece once it is rendered.
+            m_buffer->clear();
+            m_converter->flush(*m_buffer);
+            m_file->write(m_buffer->constData(), m_buffer->size());
+            m_fileBytes->store(m_file->flush() ? m_file->dataBytes() : -1);
+            return;
+        }
         QList<AudioMarker> markers;
         for (AudioMarker m : std::as_const(m_pending)) {
             m.sample = 0;
@@ -184,6 +226,10 @@ private:
     const Job &m_job;
     const std::atomic<quint64> &m_generation;
     const SpeechSegment *m_segment = nullptr;
+    WavWriter *m_file = nullptr;
+    PcmConverter *m_converter = nullptr;
+    QByteArray *m_buffer = nullptr;
+    std::atomic<qint64> *m_fileBytes = nullptr;
     qint64 m_written = 0;
     qint64 m_pieceStart = 0;
     QList<AudioMarker> m_pending;
@@ -205,14 +251,25 @@ void ThreadedEngine::Private::run()
             busy = true;
         }
         render(job);
-        std::lock_guard lock(mutex);
-        busy = false;
+        {
+            std::lock_guard lock(mutex);
+            busy = false;
+        }
+        idle.notify_all();
     }
+}
+
+void ThreadedEngine::Private::waitIdle()
+{
+    std::unique_lock lock(mutex);
+    idle.wait(lock, [this] { return quitting || (!busy && queue.empty()); });
 }
 
 void ThreadedEngine::Private::render(Job &job)
 {
     JobSink sink(output, job, generation);
+    if (file)
+        sink.toFile(file.get(), fileConverter.get(), &fileBuffer, &fileBytes);
     sink.marker(AudioMarker::StartStream);
     if (!job.pcm.isEmpty()) {
         sink.beginPiece(nullptr);
@@ -349,7 +406,10 @@ void ThreadedEngine::stopWorker()
     }
     d->generation = d->output->purge();
     d->wake.notify_all();
+    d->idle.notify_all();
     d->worker.join();
+    if (d->file)
+        d->file->close();
 }
 
 AudioOutput *ThreadedEngine::output() const
@@ -483,6 +543,67 @@ void ThreadedEngine::SetAudioFormatType(int code)
 bool ThreadedEngine::HasAudioOutput() const
 {
     return AudioOutput::anyOutputDevice();
+}
+
+bool ThreadedEngine::OpenOutputFile(const QString &path, QString *error)
+{
+    QString closeError;
+    CloseOutputFile(&closeError);
+    PcmFormat format = EnginePcmFormat;
+    PcmFormatFromCode(d->formatCode, format);
+    auto converter = std::make_unique<PcmConverter>(EnginePcmFormat, format);
+    auto file = std::make_unique<WavWriter>();
+    if (!converter->isValid() || !file->open(path, format)) {
+        if (error)
+            *error = converter->isValid() ? file->errorString() : converter->errorString();
+        file->close();
+        QFile::remove(path);
+        return false;
+    }
+    d->waitIdle();
+    std::lock_guard lock(d->mutex);
+    d->file = std::move(file);
+    d->fileConverter = std::move(converter);
+    d->fileBytes = 0;
+    return true;
+}
+
+bool ThreadedEngine::CloseOutputFile(QString *error)
+{
+    if (!d->file)
+        return true;
+    d->waitIdle();
+    std::unique_ptr<WavWriter> file;
+    {
+        std::lock_guard lock(d->mutex);
+        file = std::move(d->file);
+        d->fileConverter.reset();
+    }
+    const bool ok = file->close();
+    if (!ok && error)
+        *error = file->errorString();
+    return ok;
+}
+
+bool ThreadedEngine::HasOutputFile() const
+{
+    return d->file != nullptr;
+}
+
+qint64 ThreadedEngine::OutputFileBytes() const
+{
+    return d->fileBytes.load();
+}
+
+bool ThreadedEngine::WaitUntilDone(int timeoutMs)
+{
+    {
+        std::unique_lock lock(d->mutex);
+        if (!d->idle.wait_for(lock, std::chrono::milliseconds(std::max(0, timeoutMs)),
+                              [this] { return d->quitting || (!d->busy && d->queue.empty()); }))
+            return false;
+    }
+    return RunningState() == SRSEDone;
 }
 
 } // namespace tonaris

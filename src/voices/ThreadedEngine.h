@@ -37,6 +37,11 @@ public:
     int AudioFormatType() const override;
     void SetAudioFormatType(int code) override;
     bool HasAudioOutput() const override;
+    bool OpenOutputFile(const QString &path, QString *error = nullptr) override;
+    bool CloseOutputFile(QString *error = nullptr) override;
+    bool HasOutputFile() const override;
+    qint64 OutputFileBytes() const override;
+    bool WaitUntilDone(int timeoutMs) override;
 
     AudioOutput *output() const;
 

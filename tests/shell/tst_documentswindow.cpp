@@ -108,8 +108,15 @@ private slots:
         QCOMPARE(child<QAction>("menuSaveTextFile")->text(), QStringLiteral("S&ave text file"));
         QCOMPARE(child<QAction>("menuSaveTextFileAs")->text(),
                  QStringLiteral("Sa&ve text file as...\tCtrl+S"));
-        QCOMPARE(child<QMenu>("menuOptions")->actions().first()->objectName(),
-                 QStringLiteral("menuAutoLoad"));
+        QStringList items;
+        for (const QAction *a : file->actions())
+            if (!a->isSeparator())
+                items << a->objectName();
+        QCOMPARE(items, (QStringList{"menuNew", "menuOpen", "menuAppend", "menuSaveTextFile",
+                                     "menuSaveTextFileAs", "menuSaveAudioFileAs", "menuExit"}));
+        const QList<QAction *> options = child<QMenu>("menuOptions")->actions();
+        QCOMPARE(options.value(0)->objectName(), QStringLiteral("menuRunWithIdlePriority"));
+        QCOMPARE(options.value(1)->objectName(), QStringLiteral("menuAutoLoad"));
     }
 
     void firstRunAndItsSettings()

@@ -1,0 +1,753 @@
+#include "session/SaveToAudio.h"
+
+#include "audio/Beep.h"
+#include "audio/Mp3Encoder.h"
+#include "config/Dialogs.h"
+#include "config/KelPathManager.h"
+#include "config/MultiLang.h"
+#include "session/SpeechSession.h"
+#include "voices/ExternalVoiceEngine.h"
+#include "voices/SpeechEngine.h"
+
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QLoggingCategory>
+#include <QSaveFile>
+#include <QScopedValueRollback>
+#include <QStandardPaths>
+#include <QThread>
+#include <QTimer>
+
+#include <algorithm>
+
+Q_LOGGING_CATEGORY(lcSave, "tonaris.session.save", QtWarningMsg)
+
+namespace tonaris {
+
+using MultiLang::Translate;
+
+namespace {
+const int SplitLimits[SaveToAudio::SplitSizeCount] = {0, 5000, 10000, 20000, 30000, 2147483647};
+const QLatin1String TempName("tonaris_temp");
+const QLatin1String LineFileName("tonaris_SAPI4_temp.wav");
+
+// "book.mp3" -> "book.wav"; anything else gets ".wav" added.
+QString asWavName(const QString &path)
+{
+    if (path.right(3).toLower() == QLatin1String("mp3"))
+        return path.left(path.size() - 3) + QStringLiteral("wav");
+    return path + QStringLiteral(".wav");
+}
+} // namespace
+
+SaveToAudio::SaveToAudio(SpeechSession &session)
+    : s(session)
+{}
+
+SaveToAudio::~SaveToAudio()
+{
+    KillEncoders();
+}
+
+void SaveToAudio::menuSplitSize_Click(int index)
+{
+    if (index < 0 || index >= SplitSizeCount)
+        index = 0;
+    SplitSizeIndex = index;
+    AudioVolumeLimit = SplitLimits[index];
+}
+
+QString SaveToAudio::Announcement(int number, const QString &title, bool numberFirst)
+{
+    const QString n = QString::number(number);
+    return numberFirst ? n + QStringLiteral(", ") + title + QLatin1Char('.')
+                       : title + QStringLiteral(", ") + n + QLatin1Char('.');
+}
+
+QString SaveToAudio::VolumePath(const QString &folder, int number, const QString &fileName)
+{
+    return QDir(folder).filePath(QStringLiteral("%1_").arg(number, 3, 10, QLatin1Char('0')) +
+                                 fileName);
+}
+
+QStringList SaveToAudio::QualityArguments(bool externalVoices, int quality)
+{
+    static const char *const builtIn[] = {"24", "40", "64"};
+    static const char *const programs[] = {"11", "22", "44"};
+    const int q = std::clamp(quality, 0, 2);
+    return {QStringLiteral("-q0"), QStringLiteral("--abr"),
+            QLatin1String(externalVoices ? programs[q] : builtIn[q])};
+}
+
+QString SaveToAudio::SilenceTag(int milliseconds)
+{
+    return QStringLiteral("'<SILENCE MSEC=\"%1\"/>'.").arg(milliseconds);
+}
+
+QString SaveToAudio::LameMissingMessage()
+{
+    return Translate(QStringLiteral(
+        "To use the Mp3 compression you need the mp3 Lame encoder: install the package "
+        "''lame'' (sudo apt install lame) or put the program ''lame'' in the folder of Tonaris."));
+}
+
+QString SaveToAudio::JournalPath()
+{
+    return QStandardPaths::writableLocation(QStandardPaths::GenericCacheLocation) +
+           QStringLiteral("/tonaris/unfinished-audio.txt");
+}
+
+void SaveToAudio::CleanUpTemporaryFiles()
+{
+    QFile journal(JournalPath());
+    if (!journal.open(QIODevice::ReadOnly))
+        return;
+    const QStringList paths = QString::fromUtf8(journal.readAll()).split(QLatin1Char('\n'));
+    journal.close();
+    for (const QString &path : paths) {
+        const QString name = QFileInfo(path).fileName();
+        // Only names of our own making are ever deleted.
+        if (name.startsWith(TempName) || name == LineFileName ||
+            (name.startsWith(QLatin1Char('.')) && name.endsWith(QLatin1String(".part"))))
+            QFile::remove(path);
+    }
+    journal.remove();
+}
+
+void SaveToAudio::note(const QString &path)
+{
+    const QString journal = JournalPath();
+    QDir().mkpath(QFileInfo(journal).absolutePath());
+    QFile f(journal);
+    if (f.open(QIODevice::Append))
+        f.write(path.toUtf8() + '\n');
+}
+
+void SaveToAudio::forget(const QString &path)
+{
+    QFile f(JournalPath());
+    if (!f.open(QIODevice::ReadOnly))
+        return;
+    QStringList paths = QString::fromUtf8(f.readAll()).split(QLatin1Char('\n'), Qt::SkipEmptyParts);
+    f.close();
+    paths.removeAll(path);
+    if (paths.isEmpty()) {
+        f.remove();
+        return;
+    }
+    QSaveFile out(JournalPath());
+    if (out.open(QIODevice::WriteOnly)) {
+        out.write(paths.join(QLatin1Char('\n')).toUtf8() + '\n');
+        out.commit();
+    }
+}
+
+bool SaveToAudio::external() const
+{
+    return s.EngineKind == 1 && s.externalVoice();
+}
+
+QString SaveToAudio::tempPathFor(int number) const
+{
+    // Several volumes' files may exist at once while they are encoded.
+    const QString name =
+        splitting() ? QStringLiteral("%1_%2.wav").arg(TempName).arg(number, 3, 10, QLatin1Char('0'))
+                    : TempName + QStringLiteral(".wav");
+    return QDir(AudioFileFolder).filePath(name);
+}
+
+QString SaveToAudio::lineFilePath() const
+{
+    return QDir(AudioFileFolder).filePath(LineFileName);
+}
+
+void SaveToAudio::fail(const QString &message)
+{
+    ExitStatus = 1;
+    Dialogs::instance()->message(nullptr, message, Dialogs::Exclamation, QStringLiteral("Tonaris"));
+}
+
+void SaveToAudio::progress(const QString &what, bool grayed)
+{
+    if (AggiornaFormWaitToSaving)
+        AggiornaFormWaitToSaving(Translate(what), Translate(QStringLiteral("Total progress")),
+                                 grayed, SaveProgress);
+}
+
+// ---------------------------------------------------------------------------------------------
+// The start of a save
+
+void SaveToAudio::StartSaving()
+{
+    if (s.SpeechText.isEmpty())
+        return;
+    SpeechEngine *voice = s.voice();
+    if (!voice)
+        return;
+    ExitStatus = 0;
+    m_errors.clear();
+    m_failed = false;
+    auto giveUp = [this] {
+        ExitStatus = 1;
+        s.SpeechText.clear();
+        if (BatchMode == 1)
+            emit s.unloadRequested();
+    };
+
+    // Target.
+    if (BatchMode != 0) {
+        AudioFilePath = BatchOutputFile;
+        AudioFileType = BatchOutputFormat == 1 ? FileTypeWav : FileTypeMp3;
+    } else {
+        const QString proposed = CurrentFilePath.isEmpty()
+                                     ? QStringLiteral("Tonaris")
+                                     : QFileInfo(CurrentFilePath).completeBaseName();
+        int type = AudioFileType;
+        AudioFilePath = ChooseTarget ? ChooseTarget(proposed, type) : QString();
+        if (AudioFilePath.isEmpty()) {
+            s.SpeechText.clear();
+            return;
+        }
+        AudioFileType = type == FileTypeWav ? FileTypeWav : FileTypeMp3;
+    }
+
+    // Extension, and the encoder an MP3 needs.
+    QString wanted = QStringLiteral(".wav");
+    if (AudioFileType == FileTypeMp3) {
+        wanted = QStringLiteral(".mp3");
+        m_lame = Mp3Encoder::findLame(s.AppFolder);
+        if (m_lame.isEmpty()) {
+            fail(LameMissingMessage());
+            giveUp();
+            return;
+        }
+    }
+    if (QFileInfo(AudioFilePath).suffix().isEmpty() ||
+        KelPathManager::GetExtension(AudioFilePath).toLower() != wanted)
+        AudioFilePath += wanted;
+    AudioFilePath = QFileInfo(AudioFilePath).absoluteFilePath();
+
+    // An existing target is replaced only when the new one is complete.
+    if (QFileInfo::exists(AudioFilePath)) {
+        if (BatchMode == 0) {
+            const int answer = Dialogs::instance()->choose(
+                nullptr,
+                AudioFilePath + QLatin1Char(' ') + Translate(QStringLiteral("already exists.")) +
+                    QStringLiteral("\r\n") +
+                    Translate(QStringLiteral("Do you want to replace it?")),
+                {Translate(QStringLiteral("&Yes")), Translate(QStringLiteral("&No"))},
+                Translate(QStringLiteral("Save Text File as")));
+            if (answer != 0) {
+                s.SpeechText.clear();
+                return;
+            }
+        }
+        if (!QFileInfo(AudioFilePath).isWritable() ||
+            !QFileInfo(QFileInfo(AudioFilePath).absolutePath()).isWritable()) {
+            fail(Translate(QStringLiteral("Cannot replace %1.")).arg(AudioFilePath));
+            giveUp();
+            return;
+        }
+    }
+
+    AudioFileFolder = QFileInfo(AudioFilePath).absolutePath();
+    VolumeTitle = QFileInfo(AudioFilePath).completeBaseName();
+    if (!QFileInfo(AudioFileFolder).isDir() || !QFileInfo(AudioFileFolder).isWritable()) {
+        fail(Translate(QStringLiteral("Cannot write in the folder %1.")).arg(AudioFileFolder));
+        giveUp();
+        return;
+    }
+
+    // Text preparation works on the text of the run, never on the editor.
+    if (s.PrepareTextForSave)
+        s.PrepareTextForSave(s.SpeechText);
+    s.SplitSpeechLines(s.SpeechText);
+    s.SpeechText.clear();
+    if (s.SpeechLineCount == 0)
+        return;
+
+    // Volumes get a folder of their own, named as the target.
+    if (splitting()) {
+        const QString folder = QDir(AudioFileFolder).filePath(VolumeTitle);
+        if (QFileInfo::exists(folder) || !QDir().mkdir(folder)) {
+            fail(Translate(QStringLiteral("Cannot create the folder %1: it exists already or "
+                                          "the disk refuses it."))
+                     .arg(folder));
+            s.ClearSpeechLines();
+            giveUp();
+            return;
+        }
+        AudioFilePath = QDir(folder).filePath(QFileInfo(AudioFilePath).fileName());
+        AudioFileFolder = folder;
+    }
+
+    s.SpeechLineIndex = 0;
+    AudioVolumeNumber = 1;
+    s.SplitNow = false;
+    Aborted = false;
+    SaveProgress = 0;
+    m_volumes.clear();
+    AudioTempPath = tempPathFor(1);
+    m_format = EnginePcmFormat;
+    PcmFormatFromCode(voice->AudioFormatType(), m_format);
+    m_stopped = false;
+
+    if (ShowProgressWindow)
+        ShowProgressWindow(true);
+    if (BatchMode != 2 && !s.HiddenMode)
+        Beep(4000, 100);
+    s.ResetEngineTags();
+
+    // Volume loudness is the voice's own or the highest, as the user chose.
+    if (AlwaysSaveAudioWithMaxVolume) {
+        if (external()) {
+            m_savedLeft = s.externalVoice()->VolumeLeft();
+            m_savedRight = s.externalVoice()->VolumeRight();
+            s.externalVoice()->SetVolumeLeft(ExternalVoiceEngine::MaxVolume());
+            s.externalVoice()->SetVolumeRight(ExternalVoiceEngine::MaxVolume());
+        } else {
+            m_savedVolume = voice->Volume();
+            voice->SetVolume(100);
+        }
+    }
+
+    const QString announcement = Announcement(1, VolumeTitle, SpeakVolumeNumberAndVolumeTitle);
+    m_phase = Phase::Rendering;
+    if (!openVolume(announcement))
+        return;
+    s.ShowStateSaving();
+    s.SpeechState = SpeechSession::StateSaving;
+    s.SetTimerFast();
+}
+
+// Opens the temporary output of volume AudioVolumeNumber and speaks its opening.
+bool SaveToAudio::openVolume(const QString &announcement)
+{
+    AudioTempPath = tempPathFor(AudioVolumeNumber);
+    s.AudioCharsWritten = 0;
+    if (!openJoinedOutput(AudioTempPath))
+        return false;
+    if (AudioFileType == FileTypeMp3 && !Aborted) {
+        const QString target = splitting() ? VolumePath(AudioFileFolder, AudioVolumeNumber,
+                                                        QFileInfo(AudioFilePath).fileName())
+                                           : AudioFilePath;
+        EncodeToMp3(AudioTempPath, target, true);
+    }
+    const bool titled =
+        splitting() && (SpeakVolumeNumberAndVolumeTitle || SpeakVolumeTitleAndVolumeNumber);
+    if (!external()) {
+        QString opening;
+        if (AddInitialAndFinalSilence && AudioVolumeNumber == 1)
+            opening = SilenceTag(300);
+        if (titled)
+            opening += announcement;
+        if (!opening.isEmpty())
+            s.PlayTTSToFile(opening);
+    } else {
+        Sapi4FileOpen = false;
+        if (splitting()) {
+            if (!s.externalVoice()->SetFileName(lineFilePath())) {
+                writeFailed(Translate(QStringLiteral("Cannot write %1.")).arg(lineFilePath()));
+                return false;
+            }
+            note(lineFilePath());
+            Sapi4FileOpen = true;
+            if (titled)
+                s.PlayTTSToFile(announcement);
+        }
+    }
+    return true;
+}
+
+bool SaveToAudio::openJoinedOutput(const QString &path)
+{
+    QString error;
+    note(path);
+    if (!s.voice()->OpenOutputFile(path, &error)) {
+        writeFailed(error);
+        return false;
+    }
+    return true;
+}
+
+bool SaveToAudio::closeJoinedOutput()
+{
+    QString error;
+    if (!s.voice()->CloseOutputFile(&error)) {
+        writeFailed(error);
+        return false;
+    }
+    return true;
+}
+
+void SaveToAudio::AppendSapi4Audio(const QString &In_Path)
+{
+    if (!QFileInfo::exists(In_Path))
+        return;
+    // The samples are read at once; the file may go while they are being written out.
+    s.voice()->SpeakStream(In_Path, SVSFlagsAsync);
+    QFile::remove(In_Path);
+}
+
+// Closes the volume being written: its closing silence, the file, then encoding or the move.
+bool SaveToAudio::closeVolume(bool endOfText)
+{
+    if (!external()) {
+        if (AddInitialAndFinalSilence)
+            s.PlayTTSToFile(SilenceTag(endOfText && !splitting() ? 2000 : 300));
+    } else if (Sapi4FileOpen) {
+        Sapi4FileOpen = false;
+        s.externalVoice()->SetFileName(QString());
+        AppendSapi4Audio(lineFilePath());
+        forget(lineFilePath());
+    }
+    if (!closeJoinedOutput())
+        return false;
+    const QString target = splitting() ? VolumePath(AudioFileFolder, AudioVolumeNumber,
+                                                    QFileInfo(AudioFilePath).fileName())
+                                       : AudioFilePath;
+    ++AudioVolumeNumber;
+    const qint64 bytes = QFileInfo(AudioTempPath).size() - 44;
+    auto current = std::find_if(m_volumes.begin(), m_volumes.end(),
+                                [&](const Volume &v) { return v.wavPath == AudioTempPath; });
+    if (current != m_volumes.end() && !Aborted) {
+        current->complete = true;
+        current->bytes = bytes;
+        if (current->encoder)
+            current->encoder->setComplete(bytes);
+    } else {
+        if (current != m_volumes.end()) {
+            if (current->encoder)
+                current->encoder->kill();
+            m_volumes.erase(current);
+        }
+        MoveAudioToTarget(AudioTempPath, target);
+    }
+    return true;
+}
+
+bool SaveToAudio::MoveAudioToTarget(const QString &In_Temp, const QString &In_Target)
+{
+    QString error;
+    if (!ReplaceFile(In_Temp, In_Target, &error)) {
+        // The audio is not lost: it stays under its temporary name, and the user is told.
+        forget(In_Temp);
+        m_errors.append(error);
+        return false;
+    }
+    forget(In_Temp);
+    return true;
+}
+
+void SaveToAudio::EncodeToMp3(const QString &wav, const QString &mp3, bool streaming)
+{
+    Mp3Encoder::Options options;
+    options.lame = m_lame;
+    options.qualityArgs = QualityArguments(external(), Mp3Quality);
+    options.title = QFileInfo(mp3).completeBaseName();
+    options.idlePriority = RunWithIdlePriority;
+    Volume v;
+    v.wavPath = wav;
+    v.target = mp3;
+    v.encoder = new Mp3Encoder(wav, m_format, mp3, options, this);
+    note(v.encoder->partPath());
+    if (!streaming) {
+        v.complete = true;
+        v.bytes = QFileInfo(wav).size() - 44;
+    }
+    m_volumes.append(v);
+    pumpEncoders();
+}
+
+// Starts encoders while processors are free, feeds them, and settles those that ended.
+void SaveToAudio::pumpEncoders()
+{
+    const int cores = std::max(1, QThread::idealThreadCount());
+    int running = 0;
+    for (const Volume &v : std::as_const(m_volumes))
+        if (v.encoder && v.encoder->isStarted() && !v.encoder->isFinished())
+            ++running;
+    for (auto it = m_volumes.begin(); it != m_volumes.end();) {
+        Mp3Encoder *e = it->encoder;
+        if (!e) {
+            it = m_volumes.erase(it);
+            continue;
+        }
+        if (!e->isStarted() && running < cores) {
+            e->start();
+            ++running;
+        }
+        if (e->isStarted() && !e->isFinished()) {
+            if (it->complete)
+                e->setComplete(it->bytes);
+            else if (it->wavPath == AudioTempPath && s.voice())
+                e->setAvailable(std::max<qint64>(0, s.voice()->OutputFileBytes()));
+        }
+        if (e->isFinished()) {
+            forget(e->partPath());
+            if (e->succeeded()) {
+                QFile::remove(it->wavPath);
+                forget(it->wavPath);
+            } else {
+                m_errors.append(e->errorString());
+                keepAsWav(*it);
+            }
+            e->deleteLater();
+            it = m_volumes.erase(it);
+            continue;
+        }
+        ++it;
+    }
+}
+
+bool SaveToAudio::encodersDone() const
+{
+    return m_volumes.isEmpty();
+}
+
+// A volume whose encoding did not come to an end keeps its audio as a WAV of its own name.
+void SaveToAudio::keepAsWav(Volume &v)
+{
+    if (!v.complete) {
+        if (v.encoder)
+            v.encoder->kill();
+        return; // still being written: the close moves it
+    }
+    MoveAudioToTarget(v.wavPath, asWavName(v.target));
+}
+
+void SaveToAudio::KillEncoders()
+{
+    for (Volume &v : m_volumes) {
+        if (!v.encoder)
+            continue;
+        v.encoder->disconnect(this);
+        v.encoder->kill();
+        forget(v.encoder->partPath());
+        if (v.complete)
+            keepAsWav(v);
+        delete v.encoder;
+    }
+    // A volume still being rendered is closed by the save step, as a WAV.
+    m_volumes.erase(std::remove_if(m_volumes.begin(), m_volumes.end(),
+                                   [](const Volume &v) { return v.complete || !v.encoder; }),
+                    m_volumes.end());
+}
+
+void SaveToAudio::restoreVolume()
+{
+    if (m_savedVolume >= 0 && s.voice())
+        s.voice()->SetVolume(m_savedVolume);
+    if (m_savedLeft >= 0 && s.externalVoice()) {
+        s.externalVoice()->SetVolumeLeft(m_savedLeft);
+        s.externalVoice()->SetVolumeRight(m_savedRight);
+    }
+    m_savedVolume = m_savedLeft = m_savedRight = -1;
+}
+
+// The disk refused the audio: nothing half-written is left as a target.
+void SaveToAudio::writeFailed(const QString &error)
+{
+    m_failed = true;
+    s.PurgeSpeech();
+    QString ignored;
+    s.voice()->CloseOutputFile(&ignored);
+    if (external())
+        s.externalVoice()->SetFileName(QString());
+    for (Volume &v : m_volumes) {
+        if (v.encoder) {
+            v.encoder->disconnect(this);
+            v.encoder->kill();
+            forget(v.encoder->partPath());
+            delete v.encoder;
+        }
+    }
+    m_volumes.clear();
+    QFile::remove(AudioTempPath);
+    forget(AudioTempPath);
+    QFile::remove(lineFilePath());
+    forget(lineFilePath());
+    m_errors.append(
+        Translate(QStringLiteral("The audio file could not be written (is the disk full?): %1"))
+            .arg(error));
+    s.SpeechLineIndex = s.SpeechLineCount;
+    endSave();
+}
+
+// ---------------------------------------------------------------------------------------------
+// The save step
+
+// True when the engines have finished what they were given; waits for them within the budget.
+bool SaveToAudio::engineDone(const QElapsedTimer &budget)
+{
+    if (external() && s.externalVoice()->Speaking())
+        return false;
+    const int left = std::max<int>(0, StepBudgetMs - int(budget.elapsed()));
+    return s.voice()->WaitUntilDone(left);
+}
+
+void SaveToAudio::SaveStep()
+{
+    // The progress window lets events run, and with them the tick: a step never nests.
+    if (m_inStep)
+        return;
+    const QScopedValueRollback<bool> inStep(m_inStep, true);
+    if (m_phase == Phase::Encoding) {
+        encodingStep();
+        return;
+    }
+    if (m_phase != Phase::Rendering)
+        return;
+    QElapsedTimer budget;
+    budget.start();
+    SpeechEngine *voice = s.voice();
+    for (;;) {
+        // An abort stops the line being rendered, so that it takes effect at once.
+        if (s.SpeechRequest == SpeechSession::RequestAbortSave &&
+            voice->RunningState() != SRSEDone && s.SpeechLineIndex < s.SpeechLineCount) {
+            s.PurgeSpeech();
+            if (external())
+                s.externalVoice()->AudioReset();
+        }
+        if (!engineDone(budget))
+            break;
+        if (voice->OutputFileBytes() < 0) {
+            QString error;
+            voice->CloseOutputFile(&error);
+            writeFailed(error);
+            return;
+        }
+
+        SaveProgress = s.SpeechLineCount > 0
+                           ? std::min(100, s.SpeechLineIndex * 100 / s.SpeechLineCount)
+                           : 100;
+        progress(QStringLiteral("Converting to wav..."), false);
+
+        if (s.SpeechRequest == SpeechSession::RequestAbortSave) {
+            s.SpeechRequest = SpeechSession::RequestNone;
+            m_stopped = true;
+            s.SpeechLineIndex = s.SpeechLineCount;
+            if (AudioFileType == FileTypeMp3) {
+                Aborted = true;
+                AudioFilePath = asWavName(AudioFilePath);
+                KillEncoders();
+                // The volume being written was being encoded too: it becomes a WAV as well.
+                for (Volume &v : m_volumes)
+                    if (v.encoder)
+                        v.encoder->kill();
+                m_volumes.clear();
+            }
+            if (BatchMode == 2)
+                BatchMode = 0;
+        }
+
+        if (splitting() && (s.SpeechLineIndex >= s.SpeechLineCount ||
+                            s.AudioCharsWritten > AudioVolumeLimit || s.SplitNow)) {
+            s.SplitNow = false;
+            if (!closeVolume(s.SpeechLineIndex >= s.SpeechLineCount))
+                return;
+            if (s.SpeechLineIndex < s.SpeechLineCount) {
+                if (!openVolume(Announcement(AudioVolumeNumber, VolumeTitle,
+                                             SpeakVolumeNumberAndVolumeTitle)))
+                    return;
+                continue;
+            }
+        }
+
+        if (s.SpeechLineIndex >= s.SpeechLineCount) {
+            if (!splitting() && !closeVolume(true))
+                return;
+            restoreVolume();
+            pumpEncoders();
+            if (!encodersDone()) {
+                m_phase = Phase::Encoding;
+                progress(QStringLiteral("Encoding To Mp3..."), true);
+                s.TimerSpeech.setInterval(10);
+                return;
+            }
+            endSave();
+            return;
+        }
+
+        renderLine();
+        if (budget.elapsed() >= StepBudgetMs)
+            break;
+    }
+    pumpEncoders();
+    s.SetTimerFast();
+}
+
+void SaveToAudio::renderLine()
+{
+    const QString line = s.SpeechLines.at(s.SpeechLineIndex);
+    if (line.trimmed().startsWith(QLatin1Char('#'))) {
+        s.InterpretKeywordLine(line);
+    } else if (!external()) {
+        s.PersistTags = s.TagsForCurrentLineOnly == 0 ? 1 : 0;
+        s.PlayTTSToFile(line);
+    } else {
+        if (Sapi4FileOpen) {
+            Sapi4FileOpen = false;
+            s.externalVoice()->SetFileName(QString());
+            AppendSapi4Audio(lineFilePath());
+        }
+        if (!line.trimmed().isEmpty()) {
+            if (!s.externalVoice()->SetFileName(lineFilePath())) {
+                writeFailed(Translate(QStringLiteral("Cannot write %1.")).arg(lineFilePath()));
+                return;
+            }
+            note(lineFilePath());
+            Sapi4FileOpen = true;
+            s.PlayTTSToFile(line);
+        }
+    }
+    ++s.SpeechLineIndex;
+}
+
+void SaveToAudio::encodingStep()
+{
+    if (s.SpeechRequest == SpeechSession::RequestAbortSave) {
+        s.SpeechRequest = SpeechSession::RequestNone;
+        Aborted = true;
+        m_stopped = true;
+        KillEncoders();
+        if (BatchMode == 2)
+            BatchMode = 0;
+    }
+    pumpEncoders();
+    if (!encodersDone()) {
+        progress(QStringLiteral("Encoding To Mp3..."), true);
+        s.TimerSpeech.setInterval(10);
+        return;
+    }
+    endSave();
+}
+
+void SaveToAudio::endSave()
+{
+    m_phase = Phase::Idle;
+    restoreVolume();
+    if (BatchMode != 2 && !s.HiddenMode && !m_failed) {
+        Beep(3000, 200);
+        QTimer::singleShot(300, [] { Beep(3000, 200); });
+    }
+    if (ShowProgressWindow)
+        ShowProgressWindow(false);
+    s.SpeechState = SpeechSession::StateIdle;
+    s.SpeechRequest = SpeechSession::RequestNone;
+    s.ShowStateReady();
+    s.ClearSpeechLines();
+    if (!m_errors.isEmpty()) {
+        const QStringList errors = m_errors;
+        m_errors.clear();
+        fail(errors.join(QStringLiteral("\r\n")));
+    }
+    if (m_failed || m_stopped)
+        ExitStatus = 1;
+    emit saveFinished(m_stopped || m_failed);
+    if (BatchMode == 1)
+        emit s.unloadRequested();
+}
+
+} // namespace tonaris

@@ -1,0 +1,148 @@
+#pragma once
+
+#include "audio/PcmFormat.h"
+
+#include <QElapsedTimer>
+#include <QList>
+#include <QObject>
+#include <QPointer>
+#include <QString>
+#include <QStringList>
+
+#include <functional>
+
+namespace tonaris {
+
+class Mp3Encoder;
+class SpeechSession;
+
+// The save of a text to a WAV or MP3 file: the start of a save and the save step of the tick.
+// The lines of the session are rendered into a temporary WAV beside the target, several per
+// tick within a small time budget, and each finished file is renamed to its target or encoded
+// by lame. For MP3, lame reads the temporary WAV while it is being written, and finished volumes
+// are encoded in parallel, one encoder per processor at most. A target appears only when it is
+// complete; an abort leaves what was rendered as a WAV. Everything runs on the UI thread.
+class SaveToAudio : public QObject
+{
+    Q_OBJECT
+public:
+    enum Mp3QualityLevel { OptimizeSize = 0, Balanced = 1, OptimizeQuality = 2 };
+    enum FileType { FileTypeWav = 1, FileTypeMp3 = 2 };
+    static constexpr int SplitSizeCount = 6;
+    static constexpr int StepBudgetMs = 20;
+
+    explicit SaveToAudio(SpeechSession &session);
+    ~SaveToAudio() override;
+
+    // The audio-book options of the menus.
+    int AudioFileType = FileTypeMp3;
+    int SplitSizeIndex = 0;
+    int AudioVolumeLimit = 0;
+    void menuSplitSize_Click(int index);
+    bool SpeakVolumeTitleAndVolumeNumber = false;
+    bool SpeakVolumeNumberAndVolumeTitle = false;
+    bool AddInitialAndFinalSilence = false;
+    bool AlwaysSaveAudioWithMaxVolume = false;
+    bool RunWithIdlePriority = false;
+    int Mp3Quality = Balanced;
+
+    // Who asked: 0 the user, 1 the command line, 2 a batch; with the target of 1 and 2.
+    int BatchMode = 0;
+    QString BatchOutputFile;
+    int BatchOutputFormat = 0; // 1 WAV, otherwise MP3
+    // The document in the editor; its name is proposed for the target.
+    QString CurrentFilePath;
+
+    // State of the save under way.
+    QString AudioFilePath;
+    QString AudioFileFolder;
+    QString AudioTempPath;
+    QString VolumeTitle;
+    int AudioVolumeNumber = 1;
+    bool Sapi4FileOpen = false;
+    int SaveProgress = 0;
+    bool Aborted = false;
+    // 0 after a save that wrote what it was asked to; 1 after a failure or an early end.
+    int ExitStatus = 0;
+
+    // The window's part. ChooseTarget asks for the target ("" when cancelled), starting from
+    // the proposed name and file type and giving back the type chosen. The progress window is
+    // shown, updated and hidden through the other two.
+    std::function<QString(const QString &proposedName, int &In_Out_FileType)> ChooseTarget;
+    std::function<void(const QString &In_Messaggio1, const QString &In_Messaggio2,
+                       bool In_Messaggio2IsGrayed, int In_PercentualeDiAvanzamento)>
+        AggiornaFormWaitToSaving;
+    std::function<void(bool visible)> ShowProgressWindow;
+
+    void StartSaving();
+    void SaveStep();
+    bool isEncoding() const { return m_phase == Phase::Encoding; }
+    // Stops every encoder at once; what they had not finished stays as WAV.
+    void KillEncoders();
+
+    // Texts and names of the save.
+    static QString Announcement(int number, const QString &title, bool numberFirst);
+    static QString VolumePath(const QString &folder, int number, const QString &fileName);
+    static QStringList QualityArguments(bool externalVoices, int quality);
+    static QString SilenceTag(int milliseconds);
+    static QString LameMissingMessage();
+    // Deletes the temporary files that a save cut short by a crash left behind.
+    static void CleanUpTemporaryFiles();
+    // Where the names of temporary files are noted while they exist.
+    static QString JournalPath();
+
+signals:
+    // A save has ended; `aborted` by the user. The window may then offer the power-off.
+    void saveFinished(bool aborted);
+
+private:
+    enum class Phase { Idle, Rendering, Encoding };
+    struct Volume
+    {
+        QPointer<Mp3Encoder> encoder;
+        QString wavPath;
+        QString target; // the MP3 it becomes
+        qint64 bytes = 0;
+        bool complete = false;
+    };
+
+    bool external() const;
+    bool splitting() const { return SplitSizeIndex != 0; }
+    QString tempPathFor(int number) const;
+    QString lineFilePath() const;
+    bool openVolume(const QString &announcement);
+    bool closeVolume(bool endOfText);
+    bool openJoinedOutput(const QString &path);
+    bool closeJoinedOutput();
+    void AppendSapi4Audio(const QString &In_Path);
+    bool MoveAudioToTarget(const QString &In_Temp, const QString &In_Target);
+    void EncodeToMp3(const QString &wav, const QString &mp3, bool streaming);
+    void renderLine();
+    bool engineDone(const QElapsedTimer &budget);
+    void pumpEncoders();
+    bool encodersDone() const;
+    void keepAsWav(Volume &v);
+    void writeFailed(const QString &error);
+    void encodingStep();
+    void endSave();
+    void fail(const QString &message);
+    void note(const QString &path);
+    void forget(const QString &path);
+    void progress(const QString &what, bool grayed);
+    void restoreVolume();
+
+    SpeechSession &s;
+    Phase m_phase = Phase::Idle;
+    PcmFormat m_format;
+    QString m_lame;
+    QList<Volume> m_volumes;
+    QStringList m_errors;
+    int m_savedVolume = -1;
+    int m_savedLeft = -1;
+    int m_savedRight = -1;
+    bool m_failed = false;
+    bool m_stopped = false; // the user aborted
+    bool m_inStep = false;
+};
+
+} // namespace tonaris

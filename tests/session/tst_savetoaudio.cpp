@@ -1,0 +1,395 @@
+// Saving a text to WAV and MP3 with the real espeak-ng engine and the real lame, measured with
+// sox: durations, formats, silences, tags, volumes and their spoken titles, and the abort.
+#include "RecordingDialogs.h"
+#include "TestSupport.h"
+#include "audio/Beep.h"
+#include "audio/Mp3Encoder.h"
+#include "session/SaveToAudio.h"
+#include "session/SpeechSession.h"
+#include "voices/EspeakEngine.h"
+#include "voices/ExternalVoiceEngine.h"
+
+#include <QDir>
+#include <QFile>
+#include <QProcess>
+#include <QRegularExpression>
+#include <QSignalSpy>
+#include <QStandardPaths>
+#include <QTemporaryDir>
+#include <QTest>
+
+using namespace tonaris;
+
+namespace {
+
+QString run(const QString &program, const QStringList &args, bool errors = false)
+{
+    QProcess p;
+    p.start(program, args);
+    if (!p.waitForFinished(60000))
+        return QString();
+    return QString::fromUtf8(errors ? p.readAllStandardError() : p.readAllStandardOutput())
+        .trimmed();
+}
+
+double duration(const QString &path)
+{
+    return run(QStringLiteral("soxi"), {QStringLiteral("-D"), path}).toDouble();
+}
+
+// The loudest sample of a stretch, 0..1, by sox.
+double peak(const QString &path, double from, double length)
+{
+    const QString stat =
+        run(QStringLiteral("sox"),
+            {path, QStringLiteral("-n"), QStringLiteral("trim"), QString::number(from),
+             QString::number(length), QStringLiteral("stat")},
+            true);
+    const QRegularExpression re(QStringLiteral("Maximum amplitude:\\s+([-0-9.e]+)"));
+    const auto m = re.match(stat);
+    return m.hasMatch() ? m.captured(1).toDouble() : -1;
+}
+
+QString decoded(const QString &mp3)
+{
+    const QString wav = mp3 + QStringLiteral(".decoded.wav");
+    run(QStringLiteral("lame"), {QStringLiteral("--silent"), QStringLiteral("--decode"), mp3, wav});
+    return wav;
+}
+
+// The text frames of an ID3v2.3 tag, by frame id.
+QMap<QString, QString> id3Frames(const QByteArray &file)
+{
+    QMap<QString, QString> frames;
+    if (!file.startsWith("ID3") || file.size() < 10)
+        return frames;
+    auto syncsafe = [&](int at) {
+        return (file[at] & 0x7f) << 21 | (file[at + 1] & 0x7f) << 14 | (file[at + 2] & 0x7f) << 7 |
+               (file[at + 3] & 0x7f);
+    };
+    const int end = 10 + syncsafe(6);
+    for (int at = 10; at + 10 <= end && file[at] != 0;) {
+        const QString id = QString::fromLatin1(file.mid(at, 4));
+        const int size = int(quint8(file[at + 4])) << 24 | int(quint8(file[at + 5])) << 16 |
+                         int(quint8(file[at + 6])) << 8 | int(quint8(file[at + 7]));
+        QByteArray body = file.mid(at + 10, size);
+        const char encoding = body.isEmpty() ? 0 : body[0];
+        body.remove(0, 1);
+        if (id == QLatin1String("COMM")) {
+            // The language, then a short description ending in a zero character.
+            body.remove(0, 3);
+            qsizetype cut = 0;
+            if (encoding == 1) {
+                while (cut + 1 < body.size() && (body[cut] != 0 || body[cut + 1] != 0))
+                    cut += 2;
+                cut += 2;
+            } else {
+                cut = body.indexOf('\0') + 1;
+            }
+            body.remove(0, cut);
+        }
+        QString text;
+        if (encoding == 1) {
+            text = QString::fromUtf16(reinterpret_cast<const char16_t *>(body.constData()),
+                                      body.size() / 2);
+            if (text.startsWith(QChar(0xFEFF)))
+                text.remove(0, 1);
+        } else {
+            text = QString::fromLatin1(body);
+        }
+        while (text.endsWith(QChar(0)))
+            text.chop(1);
+        frames[id] = text;
+        at += 10 + size;
+    }
+    return frames;
+}
+
+} // namespace
+
+class TestSaveToAudio : public QObject
+{
+    Q_OBJECT
+    QTemporaryDir m_dir;
+    SpeechSession *s = nullptr;
+    EspeakEngine *voice = nullptr;
+    test::RecordingDialogs dialogs;
+    Dialogs *previousDialogs = nullptr;
+    QList<int> beeps;
+    double m_untitled = 0;
+
+    SaveToAudio &save() { return s->saver(); }
+
+    // Saves text the way the command line does, and waits for the end.
+    bool saveText(const QString &text, const QString &target, int format)
+    {
+        save().BatchMode = 1;
+        save().BatchOutputFile = target;
+        save().BatchOutputFormat = format;
+        s->SpeechText = text;
+        s->SpeechRequest = SpeechSession::RequestSave;
+        s->SetTimerFast();
+        return QTest::qWaitFor(
+            [&] {
+                return s->SpeechState == SpeechSession::StateIdle &&
+                       s->SpeechRequest == SpeechSession::RequestNone;
+            },
+            120000);
+    }
+
+    QString path(const QString &name) const { return m_dir.filePath(name); }
+
+    QStringList leftovers(const QString &folder) const
+    {
+        return QDir(folder).entryList({QStringLiteral("tonaris_*"), QStringLiteral(".*.part")},
+                                      QDir::Files | QDir::Hidden);
+    }
+
+private slots:
+    void initTestCase()
+    {
+        test::isolateEnvironment();
+        QVERIFY(m_dir.isValid());
+        if (QStandardPaths::findExecutable(QStringLiteral("sox")).isEmpty() ||
+            QStandardPaths::findExecutable(QStringLiteral("lame")).isEmpty())
+            QSKIP("sox and lame are needed");
+        previousDialogs = Dialogs::install(&dialogs);
+        setBeepHook([this](int hz, int) { beeps.append(hz); });
+        s = new SpeechSession(this);
+        voice = new EspeakEngine(this);
+        s->setVoices(voice, nullptr);
+    }
+
+    void cleanupTestCase()
+    {
+        delete s;
+        setBeepHook({});
+        Dialogs::install(previousDialogs);
+    }
+
+    void init()
+    {
+        dialogs.messages.clear();
+        beeps.clear();
+        save().menuSplitSize_Click(0);
+        save().AddInitialAndFinalSilence = false;
+        save().SpeakVolumeTitleAndVolumeNumber = false;
+        save().SpeakVolumeNumberAndVolumeTitle = false;
+        voice->SetAudioFormatType(22);
+    }
+
+    void oneLine_data()
+    {
+        QTest::addColumn<int>("format"); // 1 WAV, 0 MP3
+        QTest::addColumn<bool>("silences");
+        QTest::addColumn<int>("formatCode");
+        QTest::addColumn<int>("rate");
+        QTest::addColumn<int>("channels");
+        QTest::newRow("wav") << 1 << false << 22 << 22050 << 1;
+        QTest::newRow("wav with silences") << 1 << true << 22 << 22050 << 1;
+        QTest::newRow("wav 44 kHz stereo") << 1 << false << 39 - 4 << 44100 << 2;
+        QTest::newRow("mp3") << 0 << false << 22 << 22050 << 1;
+        QTest::newRow("mp3 with silences") << 0 << true << 22 << 22050 << 1;
+    }
+
+    void oneLine()
+    {
+        QFETCH(int, format);
+        QFETCH(bool, silences);
+        QFETCH(int, formatCode);
+        QFETCH(int, rate);
+        QFETCH(int, channels);
+        voice->SetAudioFormatType(formatCode);
+        save().AddInitialAndFinalSilence = silences;
+        const QString target = path(QStringLiteral("one line %1").arg(QTest::currentDataTag()));
+        QVERIFY(saveText(QStringLiteral("Hello world, this is one line."), target, format));
+        QVERIFY2(dialogs.messages.isEmpty(), qPrintable(dialogs.messages.join(u'\n')));
+        QCOMPARE(save().ExitStatus, 0);
+        const QString file =
+            target + (format == 1 ? QStringLiteral(".wav") : QStringLiteral(".mp3"));
+        QVERIFY(QFile::exists(file));
+        QCOMPARE(leftovers(m_dir.path()), QStringList());
+        const QString wav = format == 1 ? file : decoded(file);
+        if (format == 1) {
+            QCOMPARE(run(QStringLiteral("soxi"), {QStringLiteral("-r"), wav}).toInt(), rate);
+            QCOMPARE(run(QStringLiteral("soxi"), {QStringLiteral("-c"), wav}).toInt(), channels);
+        }
+        const double seconds = duration(wav);
+        if (!silences) {
+            QVERIFY2(seconds > 1.0 && seconds < 4.0, qPrintable(QString::number(seconds)));
+        } else {
+            QVERIFY2(seconds > 3.3 && seconds < 6.5, qPrintable(QString::number(seconds)));
+            QVERIFY(peak(wav, 0, 0.25) < 0.02);            // 300 ms at the start
+            QVERIFY(peak(wav, seconds - 1.8, 1.8) < 0.02); // 2000 ms at the end
+            QVERIFY(peak(wav, 0.3, seconds - 2.3) > 0.1);  // speech between them
+        }
+        QTRY_COMPARE(beeps, (QList<int>{4000, 3000, 3000})); // the end sounds twice
+    }
+
+    void id3Tags()
+    {
+        const QString target = path(QStringLiteral("Caffè e libri"));
+        QVERIFY(saveText(QStringLiteral("A tagged line."), target, 0));
+        QFile f(target + QStringLiteral(".mp3"));
+        QVERIFY(f.open(QIODevice::ReadOnly));
+        const QByteArray bytes = f.readAll();
+        const auto frames = id3Frames(bytes);
+        QCOMPARE(frames.value(QStringLiteral("TIT2")), QStringLiteral("Caffè e libri"));
+        QCOMPARE(frames.value(QStringLiteral("TPE1")), QStringLiteral("Tonaris-TTS"));
+        QCOMPARE(frames.value(QStringLiteral("COMM")),
+                 QStringLiteral("Produced with Tonaris-TTS By Arlen Vostrik (Orvane)"));
+        QVERIFY(!bytes.right(128).startsWith("TAG")); // no ID3v1
+    }
+
+    void volumes_data()
+    {
+        QTest::addColumn<int>("split");
+        QTest::addColumn<QString>("text");
+        QTest::addColumn<int>("format");
+        QTest::addColumn<int>("count");
+        // 30 lines of 400 characters: a volume ends behind the line that passes the limit.
+        const QString line = QString(QStringLiteral("Word and word again. ")).repeated(19) +
+                             QStringLiteral("The end.");
+        QStringList thirty;
+        for (int i = 0; i < 30; ++i)
+            thirty.append(line);
+        const QString long30 = thirty.join(QStringLiteral("\r\n"));
+        QTest::newRow("5 min mp3") << 1 << long30 << 0 << 3;
+        QTest::newRow("5 min wav") << 1 << long30 << 1 << 3;
+        QTest::newRow("10 min") << 2 << long30 << 0 << 2;
+        QTest::newRow("20 min") << 3 << long30 << 0 << 1;
+        QTest::newRow("only breaks")
+            << 5 << QStringLiteral("One.\r\n#BREAK\r\nTwo.\r\n#break\r\nThree.") << 0 << 3;
+        QTest::newRow("break on the last line")
+            << 5 << QStringLiteral("One.\r\nTwo.\r\n#BREAK") << 0 << 1;
+        QTest::newRow("custom without breaks") << 5 << long30 << 1 << 1;
+    }
+
+    void volumes()
+    {
+        QFETCH(int, split);
+        QFETCH(QString, text);
+        QFETCH(int, format);
+        QFETCH(int, count);
+        save().menuSplitSize_Click(split);
+        const QString name = QStringLiteral("book %1").arg(QTest::currentDataTag());
+        QVERIFY(saveText(text, path(name), format));
+        QVERIFY2(dialogs.messages.isEmpty(), qPrintable(dialogs.messages.join(u'\n')));
+        const QString ext = format == 1 ? QStringLiteral(".wav") : QStringLiteral(".mp3");
+        QStringList expected;
+        for (int i = 1; i <= count; ++i)
+            expected.append(
+                QStringLiteral("%1_%2%3").arg(i, 3, 10, QLatin1Char('0')).arg(name, ext));
+        QCOMPARE(QDir(path(name)).entryList(QDir::Files | QDir::Hidden, QDir::Name), expected);
+        QVERIFY(!QFile::exists(path(name) + ext));
+    }
+
+    void spokenTitles_data()
+    {
+        QTest::addColumn<bool>("titleFirst");
+        QTest::addColumn<bool>("numberFirst");
+        QTest::newRow("no titles") << false << false;
+        QTest::newRow("title, number") << true << false;
+        QTest::newRow("number, title") << false << true;
+    }
+
+    void spokenTitles()
+    {
+        QFETCH(bool, titleFirst);
+        QFETCH(bool, numberFirst);
+        save().menuSplitSize_Click(5);
+        save().SpeakVolumeTitleAndVolumeNumber = titleFirst;
+        save().SpeakVolumeNumberAndVolumeTitle = numberFirst;
+        const QString name = QStringLiteral("titled %1").arg(QTest::currentDataTag());
+        QVERIFY(saveText(QStringLiteral("Same words.\r\n#BREAK\r\nSame words."), path(name), 1));
+        const double first = duration(path(name) + QStringLiteral("/001_") + name + ".wav");
+        const double second = duration(path(name) + QStringLiteral("/002_") + name + ".wav");
+        QVERIFY(first > 0.3 && second > 0.3);
+        if (!titleFirst && !numberFirst) {
+            m_untitled = first;
+            QVERIFY(std::abs(first - second) < 0.05);
+        } else {
+            // Each volume opens with its title ("titled ..., 1."), which takes a good second.
+            QVERIFY(m_untitled > 0);
+            QVERIFY2(first > m_untitled + 0.7,
+                     qPrintable(QStringLiteral("%1 %2").arg(first).arg(m_untitled)));
+        }
+    }
+
+    void announcementText()
+    {
+        QCOMPARE(SaveToAudio::Announcement(1, QStringLiteral("book"), false),
+                 QStringLiteral("book, 1."));
+        QCOMPARE(SaveToAudio::Announcement(12, QStringLiteral("book"), true),
+                 QStringLiteral("12, book."));
+        QCOMPARE(SaveToAudio::VolumePath(QStringLiteral("/b"), 1000, QStringLiteral("x.mp3")),
+                 QStringLiteral("/b/1000_x.mp3"));
+        QCOMPARE(
+            SaveToAudio::QualityArguments(true, SaveToAudio::OptimizeQuality),
+            (QStringList{QStringLiteral("-q0"), QStringLiteral("--abr"), QStringLiteral("44")}));
+        QCOMPARE(SaveToAudio::QualityArguments(false, SaveToAudio::OptimizeSize).last(),
+                 QStringLiteral("24"));
+    }
+
+    void abortOnFirstLineOfMp3()
+    {
+        const QString line =
+            QString(QStringLiteral("A long first line that takes a while. ")).repeated(25);
+        const QString target = path(QStringLiteral("aborted"));
+        save().BatchMode = 1;
+        save().BatchOutputFile = target;
+        save().BatchOutputFormat = 0;
+        s->SpeechText = line + QStringLiteral("\r\n") + line;
+        s->SpeechRequest = SpeechSession::RequestSave;
+        s->TimerSpeech_Timer(); // the save starts and hands the first line to the engine
+        QCOMPARE(s->SpeechState, int(SpeechSession::StateSaving));
+        s->AbortSaveToFile();
+        QTRY_COMPARE_WITH_TIMEOUT(s->SpeechState, int(SpeechSession::StateIdle), 20000);
+        QVERIFY(!QFile::exists(target + QStringLiteral(".mp3")));
+        QVERIFY(QFile::exists(target + QStringLiteral(".wav")));
+        const double seconds = duration(target + QStringLiteral(".wav"));
+        QVERIFY2(seconds < 30, qPrintable(QString::number(seconds))); // the whole text is ~100 s
+        QCOMPARE(leftovers(m_dir.path()), QStringList());
+        QCOMPARE(save().ExitStatus, 1);
+    }
+
+    void missingLame()
+    {
+        // A program folder without lame and a PATH without it.
+        const QByteArray path = qgetenv("PATH");
+        qputenv("PATH", "/nonexistent");
+        s->AppFolder = m_dir.path();
+        QVERIFY(saveText(QStringLiteral("Nothing."), this->path(QStringLiteral("nolame")), 0));
+        qputenv("PATH", path);
+        s->AppFolder.clear();
+        QCOMPARE(dialogs.messages.size(), 1);
+        QVERIFY(dialogs.messages.first().contains(QLatin1String("lame")));
+        QVERIFY(!QFile::exists(this->path(QStringLiteral("nolame.mp3"))));
+        QCOMPARE(save().ExitStatus, 1);
+    }
+
+    void externalVoiceJoinsLines()
+    {
+        const QList<ExternalVoice> voices = ExternalVoices::fliteVoices();
+        if (voices.isEmpty())
+            QSKIP("flite is not installed");
+        ExternalVoiceEngine dss(voices);
+        s->setExternalVoice(&dss);
+        s->EngineKind = 1;
+        const QString target = path(QStringLiteral("flite"));
+        const bool done =
+            saveText(QStringLiteral("First line.\r\n\r\nSecond line here."), target, 1);
+        s->EngineKind = 0;
+        s->setExternalVoice(nullptr);
+        QVERIFY(done);
+        QVERIFY2(dialogs.messages.isEmpty(), qPrintable(dialogs.messages.join(u'\n')));
+        const QString wav = target + QStringLiteral(".wav");
+        const double seconds = duration(wav);
+        QVERIFY2(seconds > 1.2 && seconds < 6, qPrintable(QString::number(seconds)));
+        QVERIFY(peak(wav, 0, seconds) > 0.05);
+        QCOMPARE(leftovers(m_dir.path()), QStringList());
+    }
+};
+
+QTEST_MAIN(TestSaveToAudio)
+#include "tst_savetoaudio.moc"

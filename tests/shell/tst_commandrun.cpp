@@ -1,0 +1,139 @@
+// The built program run from a terminal: saves that end by themselves with status 0, hidden runs
+// without a display, and failures told in one line on standard error with a status other than 0.
+#include "TestSupport.h"
+
+#include <QCoreApplication>
+#include <QDir>
+#include <QFile>
+#include <QProcess>
+#include <QStandardPaths>
+#include <QTemporaryDir>
+#include <QTest>
+
+class TestCommandRun : public QObject
+{
+    Q_OBJECT
+    QTemporaryDir m_dir;
+    QString m_program;
+    QString m_book; // a name a shell would misread
+
+    struct Result
+    {
+        int status = -1;
+        bool crashed = true;
+        QString errors;
+        QString output;
+    };
+
+    Result run(const QStringList &args, const QStringList &unset = {},
+               const QStringList &extra = {})
+    {
+        QProcess p;
+        QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
+        env.insert(QStringLiteral("HOME"), m_dir.path());
+        env.insert(QStringLiteral("XDG_CONFIG_HOME"), m_dir.filePath(QStringLiteral("config")));
+        env.insert(QStringLiteral("XDG_CACHE_HOME"), m_dir.filePath(QStringLiteral("cache")));
+        env.insert(QStringLiteral("QT_QPA_PLATFORM"), QStringLiteral("offscreen"));
+        for (const QString &name : unset)
+            env.remove(name);
+        for (const QString &pair : extra)
+            env.insert(pair.section(u'=', 0, 0), pair.section(u'=', 1));
+        p.setProcessEnvironment(env);
+        p.setWorkingDirectory(m_dir.path());
+        p.start(m_program, args);
+        Result r;
+        if (!p.waitForFinished(60000)) {
+            p.kill();
+            p.waitForFinished();
+            return r;
+        }
+        r.crashed = p.exitStatus() != QProcess::NormalExit;
+        r.status = p.exitCode();
+        r.errors = QString::fromLocal8Bit(p.readAllStandardError());
+        r.output = QString::fromLocal8Bit(p.readAllStandardOutput());
+        return r;
+    }
+
+private slots:
+    void initTestCase()
+    {
+        m_program = QCoreApplication::applicationDirPath() + QStringLiteral("/../tonaris");
+        if (!QFileInfo(m_program).isExecutable())
+            QSKIP("the program is not built");
+        m_book = m_dir.filePath(QStringLiteral("my $(touch x) book.txt"));
+        QFile f(m_book);
+        QVERIFY(f.open(QIODevice::WriteOnly));
+        f.write("Hello from the command line.\nA second line.\n");
+    }
+
+    void saves_data()
+    {
+        QTest::addColumn<QStringList>("args");
+        QTest::addColumn<QString>("written");
+        QTest::addColumn<QStringList>("unset");
+        QTest::newRow("/WAV to out")
+            << QStringList{"/WAV", "BOOK", "out file"} << "out file.wav" << QStringList{};
+        QTest::newRow("/mp3 beside")
+            << QStringList{"/mp3", "BOOK"} << "my $(touch x) book.mp3" << QStringList{};
+        QTest::newRow("hidden, no display")
+            << QStringList{"/mp3", "BOOK", "hidden", "/HIDDEN"} << "hidden.mp3"
+            << QStringList{"QT_QPA_PLATFORM", "DISPLAY", "WAYLAND_DISPLAY"};
+    }
+
+    void saves()
+    {
+        QFETCH(QStringList, args);
+        QFETCH(QString, written);
+        QFETCH(QStringList, unset);
+        args.replaceInStrings(QStringLiteral("BOOK"), m_book);
+        // A window without a sound server opens with a message box that waits for a user.
+        if (!args.contains(QStringLiteral("/HIDDEN")) &&
+            qEnvironmentVariableIsEmpty("PULSE_SERVER"))
+            QSKIP("a run with a window needs the test's sound server");
+        const QString target = m_dir.filePath(written);
+        QFile::remove(target);
+        const Result r = run(args, unset);
+        QVERIFY(!r.crashed);
+        QCOMPARE(r.status, 0);
+        QVERIFY2(QFileInfo(target).size() > 1000, qPrintable(r.errors));
+        QVERIFY(!QFile::exists(m_dir.filePath(QStringLiteral("x"))));
+        QCOMPARE(QDir(m_dir.path()).entryList({QStringLiteral("tonaris_*")}), QStringList());
+    }
+
+    void failures_data()
+    {
+        QTest::addColumn<QStringList>("args");
+        QTest::addColumn<QString>("told");
+        QTest::addColumn<QStringList>("env");
+        QTest::newRow("hidden alone") << QStringList{"/hidden"} << "Nothing to do" << QStringList{};
+        QTest::newRow("play with two files, hidden")
+            << QStringList{"/hidden", "/play", "BOOK", "BOOK"} << "Nothing to do" << QStringList{};
+        QTest::newRow("missing input")
+            << QStringList{"/hidden", "/wav", "no such.txt"} << "no such.txt" << QStringList{};
+        QTest::newRow("no lame") << QStringList{"/hidden", "/mp3", "BOOK", "nolame"} << "lame"
+                                 << QStringList{"PATH=/nonexistent"};
+    }
+
+    void failures()
+    {
+        QFETCH(QStringList, args);
+        QFETCH(QString, told);
+        QFETCH(QStringList, env);
+        args.replaceInStrings(QStringLiteral("BOOK"), m_book);
+        const Result r = run(args, {}, env);
+        QVERIFY(!r.crashed);
+        QVERIFY(r.status != 0);
+        QVERIFY2(r.errors.contains(told), qPrintable(r.errors));
+        QVERIFY(!QFile::exists(m_dir.filePath(QStringLiteral("nolame.mp3"))));
+    }
+
+    void help()
+    {
+        const Result r = run({QStringLiteral("--help")});
+        QCOMPARE(r.status, 0);
+        QVERIFY(r.output.contains(QLatin1String("/hidden")));
+    }
+};
+
+QTEST_GUILESS_MAIN(TestCommandRun)
+#include "tst_commandrun.moc"
