@@ -6,6 +6,7 @@ TONARIS_PACKAGES=(
     qt6-base-dev qt6-multimedia-dev qt6-svg-dev libgl-dev
     libespeak-ng-dev espeak-ng-data libsoxr-dev
     lame
+    poppler-utils catdoc antiword libreoffice-writer-nogui
     fonts-dejavu-core
 )
 TONARIS_TEST_PACKAGES=(pulseaudio pulseaudio-utils espeak-ng sox flite)

@@ -25,6 +25,17 @@ Dialogs *Dialogs::install(Dialogs *dialogs)
     return previous;
 }
 
+QStringList Dialogs::openFileNames(QWidget *parent, const QString &title, const QString &filter)
+{
+    const QString file = openFileName(parent, title, filter);
+    return file.isEmpty() ? QStringList() : QStringList{file};
+}
+
+QString Dialogs::saveFileName(QWidget *, const QString &, const QString &, const QString &)
+{
+    return {};
+}
+
 void ConsoleDialogs::message(QWidget *, const QString &text, Icon, const QString &title)
 {
     QTextStream err(stderr);

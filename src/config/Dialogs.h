@@ -21,6 +21,12 @@ public:
                        const QString &title) = 0;
     // A file to open; "" when cancelled. filter as "Sound Files (*.wav *.mp3)".
     virtual QString openFileName(QWidget *parent, const QString &title, const QString &filter) = 0;
+    // Several files to open, in the order picked; empty when cancelled. By default one file.
+    virtual QStringList openFileNames(QWidget *parent, const QString &title, const QString &filter);
+    // A file to save to, offered as initialName; "" when cancelled. The caller asks about a file
+    // that exists. By default nobody answers: "".
+    virtual QString saveFileName(QWidget *parent, const QString &title, const QString &filter,
+                                 const QString &initialName);
 
     // The instance in force; never null once the program has set one up.
     static Dialogs *instance();

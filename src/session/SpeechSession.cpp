@@ -1,7 +1,9 @@
 #include "session/SpeechSession.h"
 
+#include "config/MultiLang.h"
 #include "config/ProgramConsent.h"
 #include "session/SaveToAudio.h"
+#include "textprep/InlineTags.h"
 #include "textprep/Text.h"
 #include "voices/ExternalVoiceEngine.h"
 #include "voices/SpeechEngine.h"
@@ -14,7 +16,6 @@ namespace tonaris {
 namespace {
 const QChar Tab = QLatin1Char('\t');
 const QChar Blank = QLatin1Char(' ');
-const QChar QuoteChar = QLatin1Char('"');
 
 bool isActiveState(int state)
 {
@@ -485,6 +486,7 @@ void SpeechSession::PlayTTS(QString In_Testo)
     if (EngineKind != 1) {
         if (!Voice)
             return;
+        WrapQuotedForEngine(In_Testo);
         if (Voice->RunningState() != SRSEDone)
             PurgeSpeech();
         Voice->Speak(In_Testo, PersistTags != 1 ? SVSFlagsAsync | SVSFIsXML
@@ -523,12 +525,24 @@ void SpeechSession::ResetEngineTags()
 {
     if (EngineKind == 1 || !Voice)
         return;
-    const QString q = QString(QuoteChar);
-    Voice->Speak(QStringLiteral("<PITCH ABSMIDDLE=") + q + QString::number(CurrentPitch) + q +
-                     QStringLiteral("/><VOLUME LEVEL=") + q + QStringLiteral("100") + q +
-                     QStringLiteral("/><RATE ABSSPEED=") + q + QStringLiteral("0") + q +
-                     QStringLiteral("/>"),
-                 SVSFPurgeBeforeSpeak | SVSFIsXML | SVSFPersistXML);
+    Voice->Speak(ResetTagsText(CurrentPitch), SVSFPurgeBeforeSpeak | SVSFIsXML | SVSFPersistXML);
+}
+
+void SpeechSession::WrapQuotedForEngine(QString &In_Out_Line)
+{
+    if (EngineKind == 1 || !CustomizeVoiceInQuotedText)
+        return;
+    const QString name = VoiceNameAt ? VoiceNameAt(VoiceForQuotedIndex) : QString();
+    if (name.isEmpty()) {
+        QString probe = In_Out_Line; // only a line that would change is worth telling about
+        if (WrapQuotedText(probe, {}))
+            reportOnce(MultiLang::Translate(QStringLiteral(
+                "The voice chosen for quoted text is not installed; quoted text is read by the "
+                "current voice.")));
+        return;
+    }
+    if (WrapQuotedText(In_Out_Line, {name, VoiceForQuotedSpeed, VoiceForQuotedPitch}))
+        PersistTags = 0;
 }
 
 // ---------------------------------------------------------------------------------------------

@@ -148,6 +148,18 @@ public:
     bool CustomizeVoiceInQuotedText = false;
     int CurrentPitch = 0;
 
+    // The second voice of quoted passages: an index into the window's voice list, with a speed
+    // and a pitch of its own. VoiceNameAt gives the name of a listed voice, "" for an index
+    // outside the list.
+    int VoiceForQuotedIndex = 0;
+    int VoiceForQuotedSpeed = 0;
+    int VoiceForQuotedPitch = 0;
+    std::function<QString(int index)> VoiceNameAt;
+    // For the built-in voices with quoted voice on: wraps the line's quoted passages in the
+    // second voice's tags; a line so changed keeps no tag state for the next. A voice index that
+    // names no voice leaves the line as it is and is reported once a run.
+    void WrapQuotedForEngine(QString &In_Out_Line);
+
     QTimer TimerSpeech;
     void SetTimerFast() { TimerSpeech.setInterval(1); }
 

@@ -79,6 +79,8 @@ Form1::Form1(SpeechEngine *voice, SpeechEngine *voiceOver, QWidget *parent)
     buildKeywordMenu();
     buildLanguageMenus();
     buildOptionsMenu();
+    buildTextPrepMenus();
+    buildDocumentControls();
     buildSaveMenus();
     setCaptions();
     setEditMenuCaptions();
@@ -105,6 +107,7 @@ Form1::Form1(SpeechEngine *voice, SpeechEngine *voiceOver, QWidget *parent)
                                      Dialogs::Exclamation, QString());
     }
     Text1->setFocus();
+    startUpDocuments();
 }
 
 Form1::~Form1()
@@ -307,6 +310,7 @@ void Form1::closeEvent(QCloseEvent *event)
         m_settingsSaved = true;
         SaveSettings();
     }
+    unloadOtherWindows();
     QMainWindow::closeEvent(event);
 }
 

@@ -123,8 +123,9 @@ public:
     void AggiornaFormWaitToSaving(const QString &In_Messaggio1, const QString &In_Messaggio2,
                                   bool In_Messaggio2IsGrayed, int In_PercentualeDiAvanzamento);
     FormWaitToSaving *formWaitToSaving() const { return m_formWaitToSaving; }
-    // Reads a document for the command line; false when it cannot be read.
-    static bool ReadTextFile(const QString &path, QString &Out_Text);
+    // Reads a document of any supported kind for the command line; false, with the reason in
+    // `error`, when it cannot be read.
+    bool ReadTextFile(const QString &path, QString &Out_Text, QString *error = nullptr);
     // Acts on the command line once the window is ready. False when a hidden run has nothing
     // to do: the cause has been told, and the program should end with ExitStatus().
     bool RunCommandLine(const CommandLine &commandLine);
@@ -246,6 +247,101 @@ private:
     QAction *menuAlwaysSaveAudioWithMaxVolume = nullptr;
     QAction *menuOnVoiceSelectSpeakCountryToo = nullptr;
     bool EventsSuppressed = false;
+
+    // ---- Text preparation (Form1TextPrep.cpp): the popup's special and custom tags, the
+    // second voice of quoted passages, conversions tables and return carriage removal.
+public:
+    // What a save to audio does to its text before splitting it into lines: the automatic
+    // return carriage removal (normal or hard), then the selected conversions table, each as
+    // its option in "Audio Book creation" says. The editor is not touched.
+    void PrepareTextForSaving(QString &text);
+    // The selected conversions table (the first listed when none is checked) over the text.
+    void ApplySelectedConversionsTable(QString &text);
+    QString SelectedConversionsTable; // caption of the checked table
+
+    void menuSpecialTAG_Click(int tag); // a SpecialTag value
+    void menuCustomizeVoiceInQuotedText_Click();
+    void menuConversionsTableItem_Click(int index);
+    void menuApplyConversionsTable_Click();
+    void menuRemoveNewLine_Click();
+    void menuRemoveNewLineHard_Click();
+
+    // What the quoted-text options window reads and writes.
+    int IsVoiceDifferentForQuotedTextEnabled() const;
+    int GetVoicesCount() const;
+    QString GetVoiceName(int In_VoiceIndex) const;
+    int GetVoiceSelectedForQuoted() const;
+    int GetSpeedForQuoted() const;
+    int GetPitchForQuoted() const;
+    // FlagEnable 1 turns the quoted voice on (and word tracking off, since the tags move the
+    // words); any other value turns it off.
+    void SetVoiceParametersForQuotedText(int FlagEnable, int Index, int Speed, int Pitch);
+    bool VerboseMode() const;
+    // Speaks a short text at once when idle, with no tag state kept.
+    void SpeakSample(const QString &text);
+
+private:
+    void buildTextPrepMenus();
+    void loadTextPrepSettings(const IniFile &ini);
+    void saveTextPrepSettings(IniFile &ini);
+    void LoadCustomTags();
+    void replaceEditorText(const QString &text);
+
+    QMenu *menuInsertSpecialTAG = nullptr;
+    QMenu *menuInsertCustomTAG = nullptr;
+    QMenu *menuAudioBookOptions = nullptr;
+    QMenu *menuSelectConversionsTable = nullptr;
+    QList<QAction *> menuConversionsTableItem;
+    QAction *menuCustomizeVoiceInQuotedText = nullptr;
+    QAction *menuAutoApplyConversionsTable = nullptr;
+    QAction *menuAutoFormat = nullptr;
+    QAction *menuAutoFormatHard = nullptr;
+    QAction *menuApplyConversionsTable = nullptr;
+    QAction *menuRemoveNewLine = nullptr;
+    QAction *menuRemoveNewLineHard = nullptr;
+    // ---- Documents and start-up (Form1Documents.cpp, Form1Startup.cpp) ----------------------
+public:
+    // The path of the document in the editor; "" for none. Saving writes to it.
+    QString CurrentFilePath;
+    // The text of any document, by its extension (raw text for unknown ones); a null string when
+    // it could not be read, with the reason, already translated, in `error`.
+    QString ReadDocumentText(const QString &path, QString *error = nullptr);
+    // Opens a document as at start-up: when it exists and reads, its text replaces the editor's;
+    // a non-empty text makes it the current file. A failed read shows why and keeps the text.
+    void OpenDocument(const QString &path);
+    // Start-up without a command line: with "Load last opened file at startup" on, reopens the
+    // last file and, unless hidden, puts the caret where it was; else focuses the editor.
+    void StartUpDocument(bool hidden = false);
+    void menuNew_Click();
+    void menuOpen_Click();
+    void menuAppend_Click();
+    void menuFile_Click();
+    void menuSaveTextFile_Click();
+    void menuSaveTextFileAs_Click();
+    void Text1_DropFile(QString &path);
+    // Every control and menu item off; only the close box stays usable.
+    void DisableAllControls();
+    static void CenterForm(QWidget *form);
+    static void FillFontList(QComboBox *combo);
+
+private:
+    void buildDocumentControls();
+    void buildFontFrame();
+    void startUpDocuments();
+    void saveDocumentSettings(IniFile &ini);
+    void unloadOtherWindows();
+    void setDocumentCaption();
+    void replaceText(const QString &text);
+    void showReadError(const QString &error);
+    void documentKeys(int &keyCode, int shift);
+    QMenu *menuFile = nullptr;
+    QAction *menuSaveTextFile = nullptr;
+    QAction *menuAutoLoad = nullptr;
+    QComboBox *ComboFonts = nullptr;
+    QComboBox *ComboFontSize = nullptr;
+    QString m_lastSavedFilename;
+    int m_lastCursorPosition = 0;
+    bool m_startFailed = false;
 };
 
 } // namespace tonaris

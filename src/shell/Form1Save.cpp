@@ -8,7 +8,6 @@
 #include "config/Dialogs.h"
 #include "config/KelIni.h"
 #include "config/MultiLang.h"
-#include "config/TextCodec.h"
 #include "session/SaveToAudio.h"
 #include "shell/FormWaitToSaving.h"
 #include "textprep/Text.h"
@@ -157,6 +156,9 @@ void Form1::buildSaveMenus()
                 [&save](bool on) { save.AlwaysSaveAudioWithMaxVolume = on; });
     }
 
+    // The text of a save passes the automatic text preparation first.
+    m_session.PrepareTextForSave = [this](QString &text) { PrepareTextForSaving(text); };
+
     // The target: a file dialog that proposes the document's name and the last file type.
     save.ChooseTarget = [this](const QString &proposed, int &type) {
         const QString wav = Translate(QStringLiteral("Wav File (*.wav)"));
@@ -208,6 +210,7 @@ void Form1::buildSaveMenus()
 
 void Form1::menuSaveAudioFileAs_Click()
 {
+    m_session.saver().CurrentFilePath = CurrentFilePath;
     m_session.menuSaveAudioFileAs_Click();
 }
 
@@ -275,13 +278,15 @@ void Form1::saveSaveSettings(IniFile &ini)
 // ---------------------------------------------------------------------------------------------
 // The command line
 
-bool Form1::ReadTextFile(const QString &path, QString &Out_Text)
+bool Form1::ReadTextFile(const QString &path, QString &Out_Text, QString *error)
 {
-    QFile f(path);
-    if (!f.open(QIODevice::ReadOnly))
+    if (!QFileInfo(path).isFile()) {
+        if (error)
+            *error = Translate(QStringLiteral("Cannot read the file %1.")).arg(path);
         return false;
-    Out_Text = DecodeText(f.readAll());
-    return true;
+    }
+    Out_Text = ReadDocumentText(path, error);
+    return !Out_Text.isNull();
 }
 
 int Form1::ExitStatus() const
@@ -300,19 +305,20 @@ bool Form1::RunCommandLine(const CommandLine &commandLine)
                                      QStringLiteral("Tonaris"));
         return false;
     };
-    auto open = [this](const QString &path) {
+    QString readError;
+    auto open = [this, &readError](const QString &path) {
         QString text;
-        if (!QFileInfo(path).isFile() || !ReadTextFile(path, text))
+        if (!ReadTextFile(path, text, &readError))
             return false;
         Text1->setText(text);
         if (!text.isEmpty()) {
-            m_session.saver().CurrentFilePath = QFileInfo(path).absoluteFilePath();
+            CurrentFilePath = QFileInfo(path).absoluteFilePath();
+            m_session.saver().CurrentFilePath = CurrentFilePath;
             m_session.TextFolder = QFileInfo(path).absolutePath();
-            setWindowTitle(path + QStringLiteral(" - ") + QStringLiteral("Tonaris (By Orvane)"));
+            setDocumentCaption();
         }
         return true;
     };
-    const QString cannotRead = Translate(QStringLiteral("Cannot read the file %1."));
 
     switch (commandLine.action) {
     case CommandLine::None:
@@ -331,7 +337,7 @@ bool Form1::RunCommandLine(const CommandLine &commandLine)
     case CommandLine::Play:
         if (!open(commandLine.file)) {
             if (commandLine.hidden)
-                return failure(cannotRead.arg(commandLine.file));
+                return failure(readError);
             return true;
         }
         if (!canSpeak() && commandLine.hidden)
@@ -348,7 +354,7 @@ bool Form1::RunCommandLine(const CommandLine &commandLine)
     case CommandLine::Save: {
         if (!open(commandLine.file)) {
             if (commandLine.hidden)
-                return failure(cannotRead.arg(commandLine.file));
+                return failure(readError);
             return true;
         }
         SaveToAudio &save = m_session.saver();

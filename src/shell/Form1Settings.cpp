@@ -225,6 +225,7 @@ void Form1::LoadSettings()
     selectAudioOutput(ini.read(Section, QStringLiteral("DeviceAudioOutput"), QString()));
     if (m_session.EngineKind != EngineKindExternal)
         ShowCurrentAudioFormat();
+    loadTextPrepSettings(ini);
 }
 
 void Form1::SaveSettings()
@@ -236,6 +237,7 @@ void Form1::SaveSettings()
         ini.write(Section, QLatin1String(key), value);
     };
     write("SaveSettings", yesNo(menuSaveSettings->isChecked()));
+    saveDocumentSettings(ini);
     if (menuSaveSettings->isChecked())
         write("SpeechInterface",
               menuSAPI5->isChecked() ? QStringLiteral("SAPI5") : QStringLiteral("SAPI4"));
@@ -267,6 +269,7 @@ void Form1::SaveSettings()
         write("AudioFormat", QString::number(AudioFormatIndexSapi5));
         write("AudioFormatSAPI4", QString::number(AudioFormatIndexSapi4));
         write("DeviceAudioOutput", ComboAudioOutput->currentText());
+        saveTextPrepSettings(ini);
         const QStringList allowed = m_consent->allowedList();
         for (int i = 0; i <= allowed.size(); ++i) // one more, emptied, ends the list
             ini.write(Section, QStringLiteral("AllowedProgram%1").arg(i + 1), allowed.value(i));

@@ -46,4 +46,18 @@ QString WidgetDialogs::openFileName(QWidget *parent, const QString &title, const
     return QFileDialog::getOpenFileName(parent, title, QString(), filter);
 }
 
+QStringList WidgetDialogs::openFileNames(QWidget *parent, const QString &title,
+                                         const QString &filter)
+{
+    return QFileDialog::getOpenFileNames(parent, title, QString(), filter);
+}
+
+QString WidgetDialogs::saveFileName(QWidget *parent, const QString &title, const QString &filter,
+                                    const QString &initialName)
+{
+    // The program asks its own question about replacing a file.
+    return QFileDialog::getSaveFileName(parent, title, initialName, filter, nullptr,
+                                        QFileDialog::DontConfirmOverwrite);
+}
+
 } // namespace tonaris

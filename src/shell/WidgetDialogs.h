@@ -12,6 +12,10 @@ public:
     int choose(QWidget *parent, const QString &text, const QStringList &buttons,
                const QString &title) override;
     QString openFileName(QWidget *parent, const QString &title, const QString &filter) override;
+    QStringList openFileNames(QWidget *parent, const QString &title,
+                              const QString &filter) override;
+    QString saveFileName(QWidget *parent, const QString &title, const QString &filter,
+                         const QString &initialName) override;
 };
 
 } // namespace tonaris

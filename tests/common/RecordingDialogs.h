@@ -4,6 +4,8 @@
 
 #include <QStringList>
 
+#include <utility>
+
 namespace tonaris::test {
 
 // Answers the program's questions as the test says and records what it was told.
@@ -11,8 +13,11 @@ struct RecordingDialogs : Dialogs
 {
     QStringList messages;
     QStringList questions;
-    int answer = -1;   // index of the button chosen
-    QStringList files; // files "picked" in open dialogs, first first
+    int answer = -1;           // index of the button chosen
+    QStringList files;         // files "picked" in open dialogs, first first
+    QStringList multipleFiles; // all picked at once in a dialog of several files
+    QStringList saveFiles;     // files "picked" in save dialogs, first first
+    QStringList titles;        // titles of the file dialogs shown
 
     void message(QWidget *, const QString &text, Icon, const QString &) override
     {
@@ -23,9 +28,21 @@ struct RecordingDialogs : Dialogs
         questions.append(text);
         return answer;
     }
-    QString openFileName(QWidget *, const QString &, const QString &) override
+    QString openFileName(QWidget *, const QString &title, const QString &) override
     {
+        titles.append(title);
         return files.isEmpty() ? QString() : files.takeFirst();
+    }
+    QStringList openFileNames(QWidget *, const QString &title, const QString &) override
+    {
+        titles.append(title);
+        return std::exchange(multipleFiles, {});
+    }
+    QString saveFileName(QWidget *, const QString &title, const QString &,
+                         const QString &initialName) override
+    {
+        titles.append(title + QStringLiteral(" [") + initialName + QStringLiteral("]"));
+        return saveFiles.isEmpty() ? QString() : saveFiles.takeFirst();
     }
 };
 

@@ -127,9 +127,9 @@ private slots:
         for (QAction *a : menu->actions())
             if (!a->isSeparator() && a->isVisible())
                 captions.append(a->text());
-        QCOMPARE(captions,
-                 (QStringList{"English (USA)", "Insert KEYWORD", "Speak selected",
-                              "Speak from here", "Cut", "Copy", "Paste", "Delete", "Select all"}));
+        QCOMPARE(captions, (QStringList{"English (USA)", "Insert special TAG", "Insert KEYWORD",
+                                        "Speak selected", "Speak from here", "Cut", "Copy", "Paste",
+                                        "Delete", "Select all"}));
         menu->hide();
     }
 

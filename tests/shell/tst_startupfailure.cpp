@@ -1,0 +1,43 @@
+// Start-up without a working speech engine: the message names espeak-ng and the window goes.
+// A program of its own, since the engine starts once per process.
+#include "RecordingDialogs.h"
+#include "TestSupport.h"
+#include "config/Dialogs.h"
+#include "shell/Form1.h"
+#include "textprep/Text.h"
+
+#include <QAction>
+#include <QTemporaryDir>
+#include <QTest>
+
+using namespace tonaris;
+
+class TestStartupFailure : public QObject
+{
+    Q_OBJECT
+
+    test::RecordingDialogs dialogs;
+    QTemporaryDir noData;
+
+private slots:
+    void initTestCase()
+    {
+        test::isolateEnvironment();
+        Dialogs::install(&dialogs);
+        qputenv("ESPEAK_DATA_PATH", noData.path().toLocal8Bit()); // no voice data there
+    }
+
+    void missingEngineStopsStartUp()
+    {
+        Form1 w;
+        w.show();
+        QVERIFY(!dialogs.messages.isEmpty());
+        QVERIFY(dialogs.messages.first().startsWith(QStringLiteral("Tonaris can't start.\r\n")));
+        QVERIFY(dialogs.messages.first().contains(QStringLiteral("espeak-ng")));
+        QVERIFY(!w.Text1->isEnabled());
+        QTRY_VERIFY(!w.isVisible()); // unloaded as soon as the event loop runs
+    }
+};
+
+QTEST_MAIN(TestStartupFailure)
+#include "tst_startupfailure.moc"

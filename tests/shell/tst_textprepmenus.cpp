@@ -1,0 +1,403 @@
+// The main window's text preparation, driven through its menus on a scripted engine: special and
+// custom tags, the quoted-text voice and its window, conversions tables and return carriages.
+#include "RecordingDialogs.h"
+#include "ScriptedEngine.h"
+#include "TestSupport.h"
+#include "config/AppPaths.h"
+#include "config/Dialogs.h"
+#include "shell/Form1.h"
+#include "shell/FormQuotedTextOptions.h"
+#include "shell/LevelSlider.h"
+#include "textprep/Text.h"
+
+#include <QAction>
+#include <QCheckBox>
+#include <QComboBox>
+#include <QDir>
+#include <QFile>
+#include <QMenu>
+#include <QPlainTextEdit>
+#include <QPushButton>
+#include <QStandardPaths>
+#include <QTest>
+
+using namespace tonaris;
+using tonaris::test::RecordingDialogs;
+using tonaris::test::ScriptedEngine;
+
+namespace {
+const char *const Opening =
+    R"(<VOICE REQUIRED="Name=Anna"><RATE ABSSPEED="4"><PITCH ABSMIDDLE="-3">)";
+const char *const Closing = "</PITCH></RATE></VOICE>";
+
+void writeFile(const QString &path, const QByteArray &bytes)
+{
+    QFile f(path);
+    if (!f.open(QIODevice::WriteOnly) || f.write(bytes) != bytes.size())
+        qFatal("cannot write %s", qPrintable(path));
+}
+
+QStringList visibleCaptions(const QMenu *menu)
+{
+    QStringList captions;
+    for (QAction *a : menu->actions())
+        if (!a->isSeparator() && a->isVisible())
+            captions.append(a->text());
+    return captions;
+}
+} // namespace
+
+class TestTextPrepMenus : public QObject
+{
+    Q_OBJECT
+
+private:
+    RecordingDialogs dialogs;
+    ScriptedEngine *voice = nullptr;
+    ScriptedEngine *over = nullptr;
+    Form1 *w = nullptr;
+
+    template <typename T> T *child(const char *name) { return test::child<T>(w, name); }
+    QAction *item(const char *name) { return child<QAction>(name); }
+    FormQuotedTextOptions *openQuotedOptions()
+    {
+        item("menuCustomizeVoiceInQuotedText")->trigger();
+        auto *form = w->findChild<FormQuotedTextOptions *>();
+        if (form && !QTest::qWaitForWindowExposed(form))
+            return nullptr;
+        return form;
+    }
+
+private slots:
+    void initTestCase()
+    {
+        test::isolateEnvironment();
+        Dialogs::install(&dialogs);
+        // Side files where the program looks after its own folder.
+        const QString side = QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation) +
+                             QStringLiteral("/tonaris");
+        QVERIFY(QDir().mkpath(side));
+        writeFile(side + QStringLiteral("/CustomTAG.TXT"),
+                  "Hello & welcome\r\n[Pauses]\r\n'<SILENCE MSEC=\"500\"/>'\r\n[Voices]\r\n"
+                  "<VOICE REQUIRED=\"Gender=Female\"/>\r\n");
+        writeFile(side + QStringLiteral("/english.tab"), "Dr.=Doctor\r\nCitt\xe0=city\r\n");
+        writeFile(side + QStringLiteral("/Medical.tab"), "BP=blood pressure\r\n");
+    }
+    void init()
+    {
+        QFile::remove(SettingsFilePath());
+        voice = new ScriptedEngine;
+        voice->voices.append({QStringLiteral("anna"), QStringLiteral("Anna"),
+                              QStringLiteral("FEMALE"), QStringLiteral("Test"),
+                              QStringLiteral("409"), QStringLiteral("en-us"), QString()});
+        over = new ScriptedEngine;
+        w = new Form1(voice, over);
+        w->show();
+        w->activateWindow();
+        QVERIFY(QTest::qWaitForWindowActive(w));
+        dialogs.messages.clear();
+    }
+    void cleanup()
+    {
+        delete w;
+        delete voice;
+        delete over;
+    }
+
+    void popupOffersTheTagMenus()
+    {
+        const QStringList popup = visibleCaptions(child<QMenu>("MenuQuickVoiceSelect"));
+        const qsizetype special = popup.indexOf(QStringLiteral("Insert special TAG"));
+        QVERIFY(special > 0);
+        QCOMPARE(popup.mid(special, 3),
+                 (QStringList{"Insert special TAG", "Insert custom TAG", "Insert KEYWORD"}));
+        QCOMPARE(visibleCaptions(child<QMenu>("menuInsertSpecialTAG")),
+                 (QStringList{"Silence", "Volume (0 to 100)", "Speed (-10 to 10)",
+                              "Pitch (-10 to 10)", "Spell", "Emphasize"}));
+        QCOMPARE(visibleCaptions(child<QMenu>("menuInsertCustomTAG")),
+                 (QStringList{"Pauses", "Voices", "Hello && welcome"}));
+        QVERIFY(child<QMenu>("menuInsertSpecialTAG")->menuAction()->isVisible());
+
+        // Beside their neighbours in the Options and Edit menus.
+        const QStringList options = visibleCaptions(child<QMenu>("menuOptions"));
+        const qsizetype quoted =
+            options.indexOf(QStringLiteral("&Customize voice in quoted texts..."));
+        QCOMPARE(options.mid(quoted - 1, 3), (QStringList{"Configure voices &independently",
+                                                          "&Customize voice in quoted texts...",
+                                                          "TAGs &validity for current line only"}));
+        QCOMPARE(options.indexOf(QStringLiteral("Select conve&rsions table")) + 1,
+                 options.indexOf(QStringLiteral("Lan&guage selection")));
+        QCOMPARE(visibleCaptions(child<QMenu>("menuAudioBookOptions")).mid(0, 3),
+                 (QStringList{"Auto-Apply &Conversions Table",
+                              "&Auto-remove inappropriate return carriages",
+                              "Auto-remove inappropriate return carriages (&hard)"}));
+        const QStringList edit = visibleCaptions(child<QMenu>("menuEdit"));
+        const qsizetype replace = edit.indexOf(QStringLiteral("&Replace\tCTRL+R"));
+        QCOMPARE(edit.mid(replace, 5),
+                 (QStringList{"&Replace\tCTRL+R", "Apply Conversions &Table",
+                              "Remove &Inappropriate Return Carriages",
+                              "Remove &Inappropriate Return Carriages (&Hard)", "&Word Wrap"}));
+    }
+
+    void specialTagSelectsItsValue_data()
+    {
+        QTest::addColumn<QString>("item");
+        QTest::addColumn<int>("selLength"); // a selection before the write
+        QTest::addColumn<QString>("text");
+        QTest::addColumn<QString>("selected");
+        QTest::newRow("volume at the caret") << "menuVolumeTAG" << 0 << R"(a<VOLUME LEVEL="50"/>bc)"
+                                             << "50";
+        QTest::newRow("silence keeps the selected text")
+            << "menuSilenceTAG" << 1 << R"(a '<SILENCE MSEC="500"/>' bc)"
+            << "500";
+        QTest::newRow("spell") << "menuSpellTAG" << 0 << "a<SPELL> SpelledText </SPELL>bc"
+                               << "SpelledText";
+        QTest::newRow("emphasis, caret behind") << "menuEmphasizeTAG" << 0 << "a<EMPH>bc"
+                                                << "";
+    }
+    void specialTagSelectsItsValue()
+    {
+        QFETCH(QString, item);
+        QFETCH(int, selLength);
+        QFETCH(QString, text);
+        QFETCH(QString, selected);
+        w->Text1->setText(QStringLiteral("abc"));
+        w->Text1->SetSelStart(1);
+        w->Text1->SetSelLength(selLength);
+        this->item(qPrintable(item))->trigger();
+        QCOMPARE(w->Text1->text(), text);
+        QCOMPARE(w->Text1->text().mid(w->Text1->SelStart(), w->Text1->SelLength()), selected);
+        if (selected.isEmpty())
+            QCOMPARE(w->Text1->SelStart(), 7);
+        w->Text1->editor()->undo();
+        QCOMPARE(w->Text1->text(), QStringLiteral("abc"));
+    }
+
+    void customTagReplacesTheSelection()
+    {
+        w->Text1->setText(QStringLiteral("one two"));
+        w->Text1->SetSelStart(4);
+        w->Text1->SetSelLength(3);
+        auto *pauses = child<QMenu>("menuInsertCustomTAG")->actions().value(0)->menu();
+        QVERIFY(pauses);
+        QCOMPARE(pauses->actions().value(0)->objectName(),
+                 QStringLiteral("SubMenuInsertCustomTAG0Item"));
+        pauses->actions().value(0)->trigger();
+        QCOMPARE(w->Text1->text(), QStringLiteral("one '<SILENCE MSEC=\"500\"/>'"));
+        child<QMenu>("menuInsertCustomTAG")->actions().value(2)->trigger();
+        QVERIFY(w->Text1->text().endsWith(QStringLiteral("Hello & welcome")));
+    }
+
+    void conversionsTablesAreListedSelectedAndApplied()
+    {
+        const QList<QAction *> tables =
+            child<QMenu>("menuSelectConversionsTable")
+                ->findChildren<QAction *>(QStringLiteral("menuConversionsTableItem"));
+        QCOMPARE(tables.size(), 2);
+        QCOMPARE(tables.at(0)->text(), QStringLiteral("English"));
+        QCOMPARE(tables.at(1)->text(), QStringLiteral("Medical"));
+        QVERIFY(tables.at(0)->isChecked()); // nothing stored: the first one
+        QCOMPARE(w->SelectedConversionsTable, QStringLiteral("English"));
+
+        // Written on Windows: the accented key still matches, without regard to case.
+        w->Text1->setText(QStringLiteral("DR. Rossi of CITTÀ, BP high"));
+        item("menuApplyConversionsTable")->trigger();
+        QCOMPARE(w->Text1->text(), QStringLiteral("Doctor Rossi of city, BP high"));
+        tables.at(1)->trigger();
+        tables.at(1)->trigger(); // the checked one stays checked
+        QVERIFY(tables.at(1)->isChecked() && !tables.at(0)->isChecked());
+        item("menuApplyConversionsTable")->trigger();
+        QCOMPARE(w->Text1->text(), QStringLiteral("Doctor Rossi of city, blood pressure high"));
+        w->Text1->editor()->undo();
+        QCOMPARE(w->Text1->text(), QStringLiteral("Doctor Rossi of city, BP high"));
+
+        // The choice survives a restart, by the file's exact name.
+        w->close();
+        Form1 second(voice, over);
+        QCOMPARE(second.SelectedConversionsTable, QStringLiteral("Medical"));
+    }
+
+    void returnCarriageCommands_data()
+    {
+        QTest::addColumn<QString>("item");
+        QTest::addColumn<QString>("result");
+        QTest::newRow("normal keeps paragraphs") << "menuRemoveNewLine"
+                                                 << "a line broken here.\r\n\r\nNext para graph";
+        QTest::newRow("hard joins across blank lines") << "menuRemoveNewLineHard"
+                                                       << "a line broken here.\r\nNext para graph";
+    }
+    void returnCarriageCommands()
+    {
+        QFETCH(QString, item);
+        QFETCH(QString, result);
+        w->Text1->setText(QStringLiteral("a line\r\nbroken here.\r\n\r\nNext para\r\ngraph"));
+        this->item(qPrintable(item))->trigger();
+        QCOMPARE(w->Text1->text(), result);
+    }
+
+    void textForSavingFollowsTheAudioBookOptions()
+    {
+        const QString original = QStringLiteral("Dr. Who\r\nis here\r\n\r\nagain");
+        w->Text1->setText(original);
+        QString text = original;
+        w->PrepareTextForSaving(text);
+        QCOMPARE(text, original); // all off by default
+
+        item("menuAutoFormat")->trigger();
+        item("menuAutoFormatHard")->trigger(); // one of the two at most
+        QVERIFY(!item("menuAutoFormat")->isChecked());
+        item("menuAutoApplyConversionsTable")->trigger();
+        w->PrepareTextForSaving(text);
+        QCOMPARE(text, QStringLiteral("Doctor Who is here again"));
+        QCOMPARE(w->Text1->text(), original);
+        QCOMPARE(child<QMenu>("menuAudioBookOptions")->title(),
+                 QStringLiteral("Audio &Book creation"));
+    }
+
+    void quotedVoiceWrapsTheSpokenLine()
+    {
+        auto *tracking = child<QCheckBox>("CheckTracking");
+        QVERIFY(tracking->isEnabled());
+        w->SetVoiceParametersForQuotedText(1, 1, 4, -3);
+        QVERIFY(item("menuCustomizeVoiceInQuotedText")->isChecked());
+        QVERIFY(!tracking->isChecked() && !tracking->isEnabled());
+
+        item("menuTAGValidityOnlyForCurrentLine")->trigger(); // tags would outlive the line
+        QCOMPARE(w->session().TagsForCurrentLineOnly, 0);
+        w->Text1->setText(QStringLiteral("He said \"yes\"\r\nplain"));
+        child<QPushButton>("CommandSpeech")->click();
+        QTRY_COMPARE(voice->spoken().size(), 1);
+        QCOMPARE(voice->spoken().at(0), QStringLiteral("He said ") + QLatin1String(Opening) +
+                                            QStringLiteral("\"yes\"") + QLatin1String(Closing));
+        QCOMPARE(voice->calls.last().flags, int(SVSFlagsAsync | SVSFIsXML)); // not persisted
+        voice->finish();
+        QTRY_COMPARE(voice->spoken().size(), 2);
+        QCOMPARE(voice->calls.last().flags, int(SVSFlagsAsync | SVSFIsXML | SVSFPersistXML));
+        voice->finish();
+        QTRY_COMPARE(w->session().StatusDisplay, 0);
+
+        w->SetVoiceParametersForQuotedText(0, 1, 4, -3);
+        QVERIFY(tracking->isEnabled());
+        w->session().PlayTTS(QStringLiteral("He said \"no\""));
+        QCOMPARE(voice->spoken().last(), QStringLiteral("He said \"no\""));
+    }
+
+    void quotedVoiceNamingNoVoiceIsReportedOnce()
+    {
+        w->SetVoiceParametersForQuotedText(1, 9, 0, 0);
+        w->Text1->setText(QStringLiteral("\"a\"\r\n\"b\""));
+        child<QPushButton>("CommandSpeech")->click();
+        QTRY_COMPARE(voice->spoken().size(), 1);
+        voice->finish();
+        QTRY_COMPARE(voice->spoken().size(), 2);
+        QCOMPARE(voice->spoken(), (QStringList{"\"a\"", "\"b\""}));
+        QCOMPARE(dialogs.messages.size(), 1);
+        voice->finish();
+
+        // The window shows the first voice, while the main window keeps 9 until OK.
+        QTRY_COMPARE(w->session().StatusDisplay, 0);
+        FormQuotedTextOptions *form = openQuotedOptions();
+        QVERIFY(form);
+        QCOMPARE(test::child<QComboBox>(form, "ComboVoci")->currentIndex(), 0);
+        test::child<QPushButton>(form, "CommandCancel")->click();
+        QCOMPARE(w->GetVoiceSelectedForQuoted(), 9);
+    }
+
+    void optionsWindowSpeaksSamplesAndStoresOnOk()
+    {
+        FormQuotedTextOptions *form = openQuotedOptions();
+        QVERIFY(form && form->isModal());
+        QVERIFY(!item("menuCustomizeVoiceInQuotedText")->isChecked()); // the item only opens
+        auto *enable = test::child<QCheckBox>(form, "CheckEnableVoiceForQuotedText");
+        auto *combo = test::child<QComboBox>(form, "ComboVoci");
+        auto *speed = test::child<LevelSlider>(form, "PictureSpeedButton");
+        auto *pitch = test::child<LevelSlider>(form, "PicturePitchButton");
+        QCOMPARE(combo->count(), 2);
+        QVERIFY(!combo->isEnabled()); // the feature is off
+        QVERIFY2(
+            voice->spoken().isEmpty(),
+            qPrintable(voice->spoken().join(QLatin1Char('|')))); // filling the list speaks nothing
+        enable->click();
+        QVERIFY(combo->isEnabled() && speed->isEnabled());
+
+        QTest::keyClick(speed, Qt::Key_Up);
+        QTest::keyClick(speed, Qt::Key_Up);
+        QTest::keyClick(pitch, Qt::Key_Down);
+        QVERIFY(voice->spoken().isEmpty()); // verbose mode is off
+        combo->setCurrentIndex(1);
+        QCOMPARE(voice->spoken().value(0),
+                 QStringLiteral(R"(<RATE ABSSPEED="2"/><PITCH ABSMIDDLE="-1"/>)"
+                                R"(<VOICE REQUIRED="Name=Anna"/>Anna)"));
+        test::child<QPushButton>(form, "CommandOK")->click();
+        QTRY_VERIFY(!w->findChild<FormQuotedTextOptions *>());
+        QVERIFY(item("menuCustomizeVoiceInQuotedText")->isChecked());
+        QCOMPARE(w->GetVoiceSelectedForQuoted(), 1);
+        QCOMPARE(w->GetSpeedForQuoted(), 2);
+        QCOMPARE(w->GetPitchForQuoted(), -1);
+
+        // Cancel after moving the sliders keeps what was stored.
+        voice->finish();
+        form = openQuotedOptions();
+        QVERIFY(form);
+        QCOMPARE(test::child<LevelSlider>(form, "PictureSpeedButton")->value(), 2);
+        QTest::keyClick(test::child<LevelSlider>(form, "PictureSpeedButton"), Qt::Key_Up);
+        test::child<QCheckBox>(form, "CheckEnableVoiceForQuotedText")->click();
+        test::child<QPushButton>(form, "CommandCancel")->click();
+        QCOMPARE(w->GetSpeedForQuoted(), 2);
+        QVERIFY(item("menuCustomizeVoiceInQuotedText")->isChecked());
+
+        // In verbose mode a key step speaks the number in the chosen voice.
+        QTRY_VERIFY(!w->findChild<FormQuotedTextOptions *>());
+        item("menuVerbose")->setChecked(true);
+        form = openQuotedOptions();
+        QVERIFY(form);
+        QTest::keyClick(test::child<LevelSlider>(form, "PicturePitchButton"), Qt::Key_Up);
+        QCOMPARE(voice->spoken().last(),
+                 QStringLiteral(R"(<RATE ABSSPEED="2"/><PITCH ABSMIDDLE="0"/>)"
+                                R"(<VOICE REQUIRED="Name=Anna"/>0)"));
+        test::child<QPushButton>(form, "CommandCancel")->click();
+    }
+
+    void optionsWindowWithNoVoices()
+    {
+        ScriptedEngine mute;
+        mute.voices.clear();
+        Form1 empty(&mute, over);
+        // With no voices every control is off; the window itself must still cope.
+        empty.menuCustomizeVoiceInQuotedText_Click();
+        auto *form = empty.findChild<FormQuotedTextOptions *>();
+        QVERIFY(form);
+        QCOMPARE(test::child<QComboBox>(form, "ComboVoci")->count(), 0);
+        test::child<QPushButton>(form, "CommandOK")->click();
+        QCOMPARE(empty.GetVoiceSelectedForQuoted(), -1);
+        QCOMPARE(empty.IsVoiceDifferentForQuotedTextEnabled(), 0);
+    }
+
+    void settingsSurviveARestart()
+    {
+        w->SetVoiceParametersForQuotedText(1, 1, 3, -2);
+        item("menuAutoFormatHard")->trigger();
+        item("menuAutoApplyConversionsTable")->trigger();
+        w->close();
+        QFile f(SettingsFilePath());
+        QVERIFY(f.open(QIODevice::ReadOnly));
+        const QByteArray saved = f.readAll();
+        for (const char *line :
+             {"VoiceForQuoted=True", "VoiceForQuotedIndex=1", "VoiceForQuotedSpeed=3",
+              "VoiceForQuotedPitch=-2", "FileCorrectionTable=english.tab", "AutoFormatHard=True",
+              "AutoFormat=False", "AutoApplyConversionsTable=True"})
+            QVERIFY2(saved.contains(line), line);
+
+        Form1 second(voice, over);
+        QCOMPARE(second.IsVoiceDifferentForQuotedTextEnabled(), 1);
+        QCOMPARE(second.GetVoiceSelectedForQuoted(), 1);
+        QCOMPARE(second.GetPitchForQuoted(), -2);
+        QVERIFY(!second.findChild<QCheckBox *>(QStringLiteral("CheckTracking"))->isEnabled());
+        QVERIFY(second.findChild<QAction *>(QStringLiteral("menuAutoFormatHard"))->isChecked());
+        QVERIFY(second.findChild<QAction *>(QStringLiteral("menuAutoApplyConversionsTable"))
+                    ->isChecked());
+    }
+};
+
+QTEST_MAIN(TestTextPrepMenus)
+#include "tst_textprepmenus.moc"
