@@ -1,3 +1,4 @@
+#include "audio/AudioOutput.h"
 #include "config/CommandLine.h"
 #include "shell/Form1.h"
 #include "shell/WidgetDialogs.h"
@@ -43,5 +44,6 @@ int main(int argc, char *argv[])
             status = window.ExitStatus();
     }
     tonaris::Dialogs::install(nullptr);
-    return status;
+    // Everything of ours is written and closed with the window.
+    tonaris::ExitWithoutAudioTeardown(status);
 }

@@ -16,6 +16,9 @@
 
 Q_LOGGING_CATEGORY(lcAudioOutput, "tonaris.audio.output", QtWarningMsg)
 
+#include <cstdio>
+#include <cstdlib>
+
 namespace tonaris {
 
 namespace {
@@ -447,6 +450,12 @@ void AudioOutput::onTick()
         endSession();
         feed(); // a queue in another format starts its own session
     }
+}
+
+void ExitWithoutAudioTeardown(int status)
+{
+    std::fflush(nullptr);
+    std::_Exit(status);
 }
 
 } // namespace tonaris

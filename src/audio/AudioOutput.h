@@ -76,4 +76,9 @@ private:
     std::unique_ptr<Private> d;
 };
 
+// Ends the process with `status` once everything of ours is written and closed, without the
+// static destructors: Qt Multimedia closes its sound server connection in one of them and can
+// abort there when a stream has only just ended. Standard output and error are flushed first.
+[[noreturn]] void ExitWithoutAudioTeardown(int status);
+
 } // namespace tonaris

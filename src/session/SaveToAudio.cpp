@@ -584,6 +584,10 @@ bool SaveToAudio::engineDone(const QElapsedTimer &budget)
     if (external() && s.externalVoice()->Speaking())
         return false;
     const int left = std::max<int>(0, StepBudgetMs - int(budget.elapsed()));
+    // The built-in engine takes the next line while it renders this one; the external
+    // programs' lines are joined one by one.
+    if (!external() && s.SpeechLineIndex < s.SpeechLineCount)
+        return s.voice()->WaitForQueueRoom(left);
     return s.voice()->WaitUntilDone(left);
 }
 
@@ -605,7 +609,7 @@ void SaveToAudio::SaveStep()
     for (;;) {
         // An abort stops the line being rendered, so that it takes effect at once.
         if (s.SpeechRequest == SpeechSession::RequestAbortSave &&
-            voice->RunningState() != SRSEDone && s.SpeechLineIndex < s.SpeechLineCount) {
+            voice->RunningState() != SRSEDone) {
             s.PurgeSpeech();
             if (external())
                 s.externalVoice()->AudioReset();
@@ -728,7 +732,8 @@ void SaveToAudio::endSave()
 {
     m_phase = Phase::Idle;
     restoreVolume();
-    if (BatchMode != 2 && !s.HiddenMode && !m_failed) {
+    const bool beeps = BatchMode != 2 && !s.HiddenMode && !m_failed;
+    if (beeps) {
         Beep(3000, 200);
         QTimer::singleShot(300, [] { Beep(3000, 200); });
     }
@@ -746,8 +751,14 @@ void SaveToAudio::endSave()
     if (m_failed || m_stopped)
         ExitStatus = 1;
     emit saveFinished(m_stopped || m_failed);
-    if (BatchMode == 1)
-        emit s.unloadRequested();
+    if (BatchMode == 1) {
+        // The program ends once the tones are over: the sound server's connection must not go
+        // while a tone still plays.
+        if (beeps)
+            QTimer::singleShot(700, &s, [this] { emit s.unloadRequested(); });
+        else
+            emit s.unloadRequested();
+    }
 }
 
 } // namespace tonaris

@@ -123,6 +123,9 @@ public:
     void AggiornaFormWaitToSaving(const QString &In_Messaggio1, const QString &In_Messaggio2,
                                   bool In_Messaggio2IsGrayed, int In_PercentualeDiAvanzamento);
     FormWaitToSaving *formWaitToSaving() const { return m_formWaitToSaving; }
+    // Reads a document of any supported kind for the command line; false, with the reason in
+    // `error`, when it cannot be read.
+    bool ReadTextFile(const QString &path, QString &Out_Text, QString *error = nullptr);
     // Acts on the command line once the window is ready. False when a hidden run has nothing
     // to do: the cause has been told, and the program should end with ExitStatus().
     bool RunCommandLine(const CommandLine &commandLine);

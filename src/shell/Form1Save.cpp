@@ -8,7 +8,6 @@
 #include "config/Dialogs.h"
 #include "config/KelIni.h"
 #include "config/MultiLang.h"
-#include "config/TextCodec.h"
 #include "session/SaveToAudio.h"
 #include "shell/FormWaitToSaving.h"
 #include "textprep/Text.h"
@@ -214,6 +213,7 @@ void Form1::buildSaveMenus()
 
 void Form1::menuSaveAudioFileAs_Click()
 {
+    m_session.saver().CurrentFilePath = CurrentFilePath;
     m_session.menuSaveAudioFileAs_Click();
 }
 
@@ -281,6 +281,17 @@ void Form1::saveSaveSettings(IniFile &ini)
 // ---------------------------------------------------------------------------------------------
 // The command line
 
+bool Form1::ReadTextFile(const QString &path, QString &Out_Text, QString *error)
+{
+    if (!QFileInfo(path).isFile()) {
+        if (error)
+            *error = Translate(QStringLiteral("Cannot read the file %1.")).arg(path);
+        return false;
+    }
+    Out_Text = ReadDocumentText(path, error);
+    return !Out_Text.isNull();
+}
+
 int Form1::ExitStatus() const
 {
     const int save =
@@ -297,14 +308,12 @@ bool Form1::RunCommandLine(const CommandLine &commandLine)
                                      QStringLiteral("Tonaris"));
         return false;
     };
-    // Any document the File menu opens; a failed read leaves the editor as it was.
-    auto open = [this](const QString &path) {
-        if (!QFileInfo(path).isFile())
+    QString readError;
+    auto open = [this, &readError](const QString &path) {
+        QString text;
+        if (!ReadTextFile(path, text, &readError))
             return false;
-        const QString text = ReadDocumentText(path);
-        if (text.isNull())
-            return false;
-        replaceText(text);
+        replaceText(text); // a failed read has left the editor as it was
         if (!text.isEmpty()) {
             CurrentFilePath = QFileInfo(path).absoluteFilePath();
             m_session.TextFolder = QFileInfo(path).absolutePath();
@@ -312,7 +321,6 @@ bool Form1::RunCommandLine(const CommandLine &commandLine)
         }
         return true;
     };
-    const QString cannotRead = Translate(QStringLiteral("Cannot read the file %1."));
 
     switch (commandLine.action) {
     case CommandLine::None:
@@ -331,7 +339,7 @@ bool Form1::RunCommandLine(const CommandLine &commandLine)
     case CommandLine::Play:
         if (!open(commandLine.file)) {
             if (commandLine.hidden)
-                return failure(cannotRead.arg(commandLine.file));
+                return failure(readError);
             return true;
         }
         if (!canSpeak() && commandLine.hidden)
@@ -348,7 +356,7 @@ bool Form1::RunCommandLine(const CommandLine &commandLine)
     case CommandLine::Save: {
         if (!open(commandLine.file)) {
             if (commandLine.hidden)
-                return failure(cannotRead.arg(commandLine.file));
+                return failure(readError);
             return true;
         }
         SaveToAudio &save = m_session.saver();

@@ -250,6 +250,7 @@ void ThreadedEngine::Private::run()
             queue.pop_front();
             busy = true;
         }
+        idle.notify_all(); // room in the queue
         render(job);
         {
             std::lock_guard lock(mutex);
@@ -583,6 +584,13 @@ bool ThreadedEngine::CloseOutputFile(QString *error)
     if (!ok && error)
         *error = file->errorString();
     return ok;
+}
+
+bool ThreadedEngine::WaitForQueueRoom(int timeoutMs)
+{
+    std::unique_lock lock(d->mutex);
+    return d->idle.wait_for(lock, std::chrono::milliseconds(std::max(0, timeoutMs)),
+                            [this] { return d->quitting || d->queue.empty(); });
 }
 
 bool ThreadedEngine::HasOutputFile() const

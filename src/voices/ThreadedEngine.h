@@ -42,6 +42,7 @@ public:
     bool HasOutputFile() const override;
     qint64 OutputFileBytes() const override;
     bool WaitUntilDone(int timeoutMs) override;
+    bool WaitForQueueRoom(int timeoutMs) override;
 
     AudioOutput *output() const;
 

@@ -196,5 +196,5 @@ private slots:
     }
 };
 
-QTEST_GUILESS_MAIN(TestAudioOutput)
+TONARIS_TEST_GUILESS_MAIN(TestAudioOutput)
 #include "tst_audiooutput.moc"

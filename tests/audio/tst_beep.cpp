@@ -1,5 +1,6 @@
 #include "AudioCapture.h"
 #include "TestSupport.h"
+#include "audio/AudioOutput.h"
 #include "audio/Beep.h"
 
 #include <QAudioDevice>
@@ -20,14 +21,14 @@ const char *const QuitMode = "--child-quit-while-sounding";
 
 // The scenarios that end the process run in a child of the test: exit code 0 means it went
 // through without crashing or hanging.
-int runChild(int argc, char **argv, const char *mode)
+[[noreturn]] void runChild(int argc, char **argv, const char *mode)
 {
     if (std::strcmp(mode, NoServerMode) == 0)
         qputenv("PULSE_SERVER", "unix:/nonexistent/tonaris-no-server.sock");
     QCoreApplication app(argc, argv);
     if (std::strcmp(mode, NoServerMode) == 0) {
         if (!QMediaDevices::audioOutputs().isEmpty())
-            return 2; // the scenario would not be what it claims
+            ExitWithoutAudioTeardown(2); // the scenario would not be what it claims
         for (int i = 0; i < 5; ++i)
             Beep(200, 300);
         QTimer::singleShot(400, &app, &QCoreApplication::quit);
@@ -35,7 +36,7 @@ int runChild(int argc, char **argv, const char *mode)
         Beep(200, 2000);
         QTimer::singleShot(150, &app, &QCoreApplication::quit);
     }
-    return app.exec();
+    ExitWithoutAudioTeardown(app.exec()); // as the program ends
 }
 } // namespace
 
@@ -102,10 +103,14 @@ int main(int argc, char **argv)
 {
     if (argc == 2 &&
         (std::strcmp(argv[1], NoServerMode) == 0 || std::strcmp(argv[1], QuitMode) == 0))
-        return runChild(argc, argv, argv[1]);
-    QCoreApplication app(argc, argv);
-    TestBeep test;
-    return QTest::qExec(&test, argc, argv);
+        runChild(argc, argv, argv[1]);
+    int status = 0;
+    {
+        QCoreApplication app(argc, argv);
+        TestBeep test;
+        status = QTest::qExec(&test, argc, argv);
+    }
+    test::leaveProcess(status);
 }
 
 #include "tst_beep.moc"

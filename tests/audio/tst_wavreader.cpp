@@ -135,5 +135,5 @@ private:
     QTemporaryDir m_dir;
 };
 
-QTEST_GUILESS_MAIN(TestWavReader)
+TONARIS_TEST_GUILESS_MAIN(TestWavReader)
 #include "tst_wavreader.moc"

@@ -78,5 +78,5 @@ private slots:
     }
 };
 
-QTEST_GUILESS_MAIN(TestWavWriter)
+TONARIS_TEST_GUILESS_MAIN(TestWavWriter)
 #include "tst_wavwriter.moc"

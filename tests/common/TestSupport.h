@@ -20,4 +20,30 @@ template <typename T> T *child(const QObject *parent, const char *name)
     return found;
 }
 
+// Ends the test program with its status the way the program itself ends (see
+// ExitWithoutAudioTeardown), after removing the private home.
+[[noreturn]] void leaveProcess(int status);
+
 } // namespace tonaris::test
+
+// QTEST_MAIN and QTEST_GUILESS_MAIN, ending through leaveProcess.
+#define TONARIS_TEST_MAIN_WITH(TestObject, Application)                                            \
+    int main(int argc, char *argv[])                                                               \
+    {                                                                                              \
+        QTest::Internal::callInitMain<TestObject>();                                               \
+        int status = 0;                                                                            \
+        {                                                                                          \
+            Application app(argc, argv);                                                           \
+            Application::setAttribute(Qt::AA_Use96Dpi, true);                                      \
+            TestObject tc;                                                                         \
+            QTEST_SET_MAIN_SOURCE_PATH                                                             \
+            status = QTest::qExec(&tc, argc, argv);                                                \
+        }                                                                                          \
+        tonaris::test::leaveProcess(status);                                                       \
+    }
+#if defined(QT_WIDGETS_LIB)
+#define TONARIS_TEST_MAIN(TestObject) TONARIS_TEST_MAIN_WITH(TestObject, QApplication)
+#else
+#define TONARIS_TEST_MAIN(TestObject) TONARIS_TEST_MAIN_WITH(TestObject, QGuiApplication)
+#endif
+#define TONARIS_TEST_GUILESS_MAIN(TestObject) TONARIS_TEST_MAIN_WITH(TestObject, QCoreApplication)

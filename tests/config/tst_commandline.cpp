@@ -75,5 +75,5 @@ private slots:
     }
 };
 
-QTEST_GUILESS_MAIN(TestCommandLine)
+TONARIS_TEST_GUILESS_MAIN(TestCommandLine)
 #include "tst_commandline.moc"

@@ -163,5 +163,5 @@ private slots:
     }
 };
 
-QTEST_GUILESS_MAIN(TestPaths)
+TONARIS_TEST_GUILESS_MAIN(TestPaths)
 #include "tst_paths.moc"

@@ -230,5 +230,5 @@ private slots:
     }
 };
 
-QTEST_GUILESS_MAIN(TestSettings)
+TONARIS_TEST_GUILESS_MAIN(TestSettings)
 #include "tst_settings.moc"

@@ -199,5 +199,5 @@ private slots:
     }
 };
 
-QTEST_GUILESS_MAIN(TestStartProgram)
+TONARIS_TEST_GUILESS_MAIN(TestStartProgram)
 #include "tst_startprogram.moc"

@@ -215,5 +215,5 @@ private slots:
     }
 };
 
-QTEST_GUILESS_MAIN(TestConverters)
+TONARIS_TEST_GUILESS_MAIN(TestConverters)
 #include "tst_converters.moc"

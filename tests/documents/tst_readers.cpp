@@ -277,5 +277,5 @@ private slots:
     }
 };
 
-QTEST_GUILESS_MAIN(TestReaders)
+TONARIS_TEST_GUILESS_MAIN(TestReaders)
 #include "tst_readers.moc"

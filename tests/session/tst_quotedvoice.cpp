@@ -119,5 +119,5 @@ private slots:
     }
 };
 
-QTEST_MAIN(TestQuotedVoice)
+TONARIS_TEST_MAIN(TestQuotedVoice)
 #include "tst_quotedvoice.moc"

@@ -391,5 +391,5 @@ private slots:
     }
 };
 
-QTEST_MAIN(TestSaveToAudio)
+TONARIS_TEST_MAIN(TestSaveToAudio)
 #include "tst_savetoaudio.moc"

@@ -262,5 +262,5 @@ private slots:
     }
 };
 
-QTEST_MAIN(TestScripts)
+TONARIS_TEST_MAIN(TestScripts)
 #include "tst_scripts.moc"

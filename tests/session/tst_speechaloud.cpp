@@ -292,5 +292,5 @@ private slots:
     }
 };
 
-QTEST_MAIN(TestSpeechAloud)
+TONARIS_TEST_MAIN(TestSpeechAloud)
 #include "tst_speechaloud.moc"

@@ -363,5 +363,5 @@ private slots:
     }
 };
 
-QTEST_MAIN(TestSpeechSession)
+TONARIS_TEST_MAIN(TestSpeechSession)
 #include "tst_speechsession.moc"

@@ -127,6 +127,15 @@ private slots:
         QVERIFY(!QFile::exists(m_dir.filePath(QStringLiteral("nolame.mp3"))));
     }
 
+    void hiddenPlayEndsByItself()
+    {
+        if (qEnvironmentVariableIsEmpty("PULSE_SERVER"))
+            QSKIP("reading aloud needs the test's sound server");
+        const Result r = run({QStringLiteral("/play"), m_book, QStringLiteral("/hidden")});
+        QVERIFY(!r.crashed);
+        QCOMPARE(r.status, 0);
+    }
+
     void help()
     {
         const Result r = run({QStringLiteral("--help")});
@@ -135,5 +144,5 @@ private slots:
     }
 };
 
-QTEST_GUILESS_MAIN(TestCommandRun)
+TONARIS_TEST_GUILESS_MAIN(TestCommandRun)
 #include "tst_commandrun.moc"

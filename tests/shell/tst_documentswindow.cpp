@@ -436,5 +436,5 @@ private slots:
     }
 };
 
-QTEST_MAIN(TestDocumentsWindow)
+TONARIS_TEST_MAIN(TestDocumentsWindow)
 #include "tst_documentswindow.moc"

@@ -140,5 +140,5 @@ private slots:
     }
 };
 
-QTEST_MAIN(TestFindReplace)
+TONARIS_TEST_MAIN(TestFindReplace)
 #include "tst_findreplace.moc"

@@ -379,5 +379,5 @@ private slots:
     }
 };
 
-QTEST_MAIN(TestForm1)
+TONARIS_TEST_MAIN(TestForm1)
 #include "tst_form1.moc"

@@ -234,5 +234,5 @@ private slots:
     }
 };
 
-QTEST_MAIN(TestLevelSlider)
+TONARIS_TEST_MAIN(TestLevelSlider)
 #include "tst_levelslider.moc"

@@ -39,5 +39,5 @@ private slots:
     }
 };
 
-QTEST_MAIN(TestStartupFailure)
+TONARIS_TEST_MAIN(TestStartupFailure)
 #include "tst_startupfailure.moc"

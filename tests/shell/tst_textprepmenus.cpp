@@ -399,5 +399,5 @@ private slots:
     }
 };
 
-QTEST_MAIN(TestTextPrepMenus)
+TONARIS_TEST_MAIN(TestTextPrepMenus)
 #include "tst_textprepmenus.moc"

@@ -213,5 +213,5 @@ private slots:
     }
 };
 
-QTEST_MAIN(TestTranslation)
+TONARIS_TEST_MAIN(TestTranslation)
 #include "tst_translation.moc"

@@ -296,5 +296,5 @@ private slots:
     }
 };
 
-QTEST_MAIN(TestVoices)
+TONARIS_TEST_MAIN(TestVoices)
 #include "tst_voices.moc"

@@ -383,5 +383,5 @@ private slots:
     }
 };
 
-QTEST_MAIN(TstText)
+TONARIS_TEST_MAIN(TstText)
 #include "tst_text.moc"

@@ -204,5 +204,5 @@ private slots:
     }
 };
 
-QTEST_MAIN(TestTextPrep)
+TONARIS_TEST_MAIN(TestTextPrep)
 #include "tst_textprep.moc"

@@ -1,4 +1,5 @@
 // Voice catalogue, language menu, greetings and format names: pure tables, no engine.
+#include "TestSupport.h"
 #include "audio/PcmFormat.h"
 #include "voices/AudioFormats.h"
 #include "voices/VoiceCatalogue.h"
@@ -247,5 +248,5 @@ private slots:
     }
 };
 
-QTEST_MAIN(TestCatalogue)
+TONARIS_TEST_MAIN(TestCatalogue)
 #include "tst_catalogue.moc"

@@ -218,5 +218,5 @@ private slots:
     }
 };
 
-QTEST_MAIN(TestEspeakEngine)
+TONARIS_TEST_MAIN(TestEspeakEngine)
 #include "tst_espeakengine.moc"

@@ -199,5 +199,5 @@ private slots:
     }
 };
 
-QTEST_GUILESS_MAIN(TestExternalVoices)
+TONARIS_TEST_GUILESS_MAIN(TestExternalVoices)
 #include "tst_externalvoices.moc"

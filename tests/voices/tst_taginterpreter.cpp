@@ -217,5 +217,5 @@ void TestTagInterpreter::golden_data()
         R"(T@0-42"<VOLUME LEVEL=50/>a<!-- b<VOLUME LEVEL="50"" =>)");
 }
 
-QTEST_GUILESS_MAIN(TestTagInterpreter)
+TONARIS_TEST_GUILESS_MAIN(TestTagInterpreter)
 #include "tst_taginterpreter.moc"

@@ -1,0 +1,143 @@
+// Save figures: a whole book rendered to WAV, to MP3 and to MP3 in 30-minute volumes, each
+// beside the reference tools doing the same work (espeak-ng -w, then lame), in one run.
+//   bench_save [book.txt] [work folder]
+// Needs espeak-ng and lame on PATH; no sound server. Takes minutes for a long book.
+#include "session/SaveToAudio.h"
+#include "session/SpeechSession.h"
+#include "voices/EspeakEngine.h"
+
+#include <QCoreApplication>
+#include <QDir>
+#include <QElapsedTimer>
+#include <QFile>
+#include <QFileInfo>
+#include <QProcess>
+#include <QTemporaryDir>
+#include <QTextStream>
+
+#include <sys/resource.h>
+
+using namespace tonaris;
+
+namespace {
+
+QTextStream out(stdout);
+
+double runTool(const QString &program, const QStringList &args)
+{
+    QElapsedTimer t;
+    t.start();
+    QProcess p;
+    p.setProcessChannelMode(QProcess::ForwardedErrorChannel);
+    p.start(program, args);
+    if (!p.waitForFinished(-1) || p.exitCode() != 0) {
+        out << program << " failed\n";
+        return -1;
+    }
+    return t.nsecsElapsed() / 1e9;
+}
+
+double save(SpeechSession &s, const QString &text, const QString &target, int format, int split)
+{
+    SaveToAudio &saver = s.saver();
+    saver.BatchMode = 2; // no beeps, no questions
+    saver.BatchOutputFile = target;
+    saver.BatchOutputFormat = format;
+    saver.menuSplitSize_Click(split);
+    s.SpeechText = text;
+    QElapsedTimer t;
+    t.start();
+    s.SpeechRequest = SpeechSession::RequestSave;
+    s.SetTimerFast();
+    QCoreApplication::processEvents();
+    while (s.SpeechState != SpeechSession::StateIdle || s.SpeechRequest != 0)
+        QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents, 50);
+    return t.nsecsElapsed() / 1e9;
+}
+
+long peakRssMb(int who)
+{
+    rusage usage{};
+    getrusage(who, &usage);
+    return usage.ru_maxrss / 1024;
+}
+
+double durationOf(const QString &wav)
+{
+    QProcess p;
+    p.start(QStringLiteral("soxi"), {QStringLiteral("-D"), wav});
+    p.waitForFinished();
+    return p.readAllStandardOutput().trimmed().toDouble();
+}
+
+} // namespace
+
+int main(int argc, char *argv[])
+{
+    QCoreApplication app(argc, argv);
+    const QString book = argc > 1
+                             ? QString::fromLocal8Bit(argv[1])
+                             : QStringLiteral(TONARIS_SHARED_DIR "/corpus/news-from-nowhere.txt");
+    QTemporaryDir temp;
+    const QString dir = argc > 2 ? QString::fromLocal8Bit(argv[2]) : temp.path();
+    QDir().mkpath(dir);
+    QFile f(book);
+    if (!f.open(QIODevice::ReadOnly)) {
+        out << "cannot read " << book << "\n";
+        return 1;
+    }
+    QString text = QString::fromUtf8(f.readAll());
+    text.replace(QStringLiteral("\r\n"), QStringLiteral("\n"));
+    text.replace(QLatin1Char('\n'), QStringLiteral("\r\n"));
+    out << "book: " << book << ", " << text.size() << " characters\n";
+
+    auto path = [&](const char *name) { return QDir(dir).filePath(QLatin1String(name)); };
+    EspeakEngine voice;
+    SpeechSession s;
+    s.setVoices(&voice, nullptr);
+
+    // The reference: the command-line synthesiser, then the encoder on its output.
+    const double espeak =
+        runTool(QStringLiteral("espeak-ng"),
+                {QStringLiteral("-v"), voice.CurrentVoiceId(), QStringLiteral("-w"),
+                 path("ref.wav"), QStringLiteral("-f"), book});
+    const double audio = durationOf(path("ref.wav"));
+    out << QStringLiteral("espeak-ng -w          %1 s (%2 h of audio)\n")
+               .arg(espeak, 0, 'f', 1)
+               .arg(audio / 3600, 0, 'f', 2);
+    out.flush();
+
+    const double wav = save(s, text, path("ours"), 1, 0);
+    out << QStringLiteral(
+               "Tonaris WAV           %1 s  = %2 x espeak-ng -w (target <= 1.15), %3 h\n")
+               .arg(wav, 0, 'f', 1)
+               .arg(wav / espeak, 0, 'f', 2)
+               .arg(durationOf(path("ours.wav")) / 3600, 0, 'f', 2);
+    out.flush();
+
+    const double lame =
+        runTool(QStringLiteral("lame"),
+                {QStringLiteral("--silent"), QStringLiteral("-q0"), QStringLiteral("--abr"),
+                 QStringLiteral("40"), path("ours.wav"), path("ref.mp3")});
+    out << QStringLiteral("lame alone            %1 s\n").arg(lame, 0, 'f', 1);
+    out.flush();
+
+    const double mp3 = save(s, text, path("ours"), 0, 0);
+    out << QStringLiteral("Tonaris MP3           %1 s  = %2 x lame alone (target <= 1.1)\n")
+               .arg(mp3, 0, 'f', 1)
+               .arg(mp3 / lame, 0, 'f', 2);
+    out.flush();
+
+    const double volumes = save(s, text, path("volumes"), 0, 4);
+    const int count = int(QDir(path("volumes")).entryList({QStringLiteral("*.mp3")}).size());
+    out << QStringLiteral(
+               "Tonaris MP3, 30 min   %1 s  = %2 x (espeak-ng -w + lame) (target <= 0.55), "
+               "%3 volumes\n")
+               .arg(volumes, 0, 'f', 1)
+               .arg(volumes / (espeak + lame), 0, 'f', 2)
+               .arg(count);
+    out << QStringLiteral("peak RSS: Tonaris %1 MB, largest child %2 MB (target < 150 MB)\n")
+               .arg(peakRssMb(RUSAGE_SELF))
+               .arg(peakRssMb(RUSAGE_CHILDREN));
+    return 0;
+}

@@ -1,0 +1,197 @@
+// Saving from the window with the real espeak-ng engine: the menu command with its target and
+// overwrite question, the progress window and its abort, and the power-off count-down observed
+// through a stand-in for the system's power-off.
+#include "RecordingDialogs.h"
+#include "TestSupport.h"
+#include "config/Dialogs.h"
+#include "config/PowerOff.h"
+#include "session/SaveToAudio.h"
+#include "shell/Form1.h"
+#include "shell/FormWaitToSaving.h"
+#include "textprep/Text.h"
+#include "voices/EspeakEngine.h"
+
+#include <QAction>
+#include <QCheckBox>
+#include <QFile>
+#include <QLabel>
+#include <QPushButton>
+#include <QSignalSpy>
+#include <QTemporaryDir>
+#include <QTest>
+
+using namespace tonaris;
+using tonaris::test::RecordingDialogs;
+
+namespace {
+struct RecordingPowerOff : PowerOff
+{
+    int calls = 0;
+    bool powerOff(QString *) override
+    {
+        ++calls;
+        return true;
+    }
+};
+} // namespace
+
+class TestSaving : public QObject
+{
+    Q_OBJECT
+    RecordingDialogs dialogs;
+    RecordingPowerOff power;
+    QTemporaryDir m_dir;
+    Form1 *w = nullptr;
+    QString m_target; // what the file dialog answers
+    int m_type = SaveToAudio::FileTypeWav;
+
+    SpeechSession &session() { return w->session(); }
+    bool idle() { return session().SpeechState == SpeechSession::StateIdle; }
+
+private slots:
+    void initTestCase()
+    {
+        test::isolateEnvironment();
+        Dialogs::install(&dialogs);
+        PowerOff::install(&power);
+    }
+
+    void cleanupTestCase() { PowerOff::install(nullptr); }
+
+    void init()
+    {
+        w = new Form1;
+        w->show();
+        w->activateWindow();
+        QVERIFY(QTest::qWaitForWindowActive(w));
+        session().saver().ChooseTarget = [this](const QString &, int &type) {
+            type = m_type;
+            return m_target;
+        };
+        dialogs.messages.clear();
+        dialogs.questions.clear();
+        power.calls = 0;
+    }
+
+    void cleanup() { delete w; }
+
+    void progressWindowCaptions_data()
+    {
+        QTest::addColumn<QString>("message");
+        QTest::addColumn<bool>("grayed");
+        QTest::addColumn<int>("percent");
+        QTest::newRow("rendering") << "Converting to wav..." << false << 0;
+        QTest::newRow("encoding") << "Encoding To Mp3..." << true << 100;
+    }
+
+    void progressWindowCaptions()
+    {
+        QFETCH(QString, message);
+        QFETCH(bool, grayed);
+        QFETCH(int, percent);
+        FormWaitToSaving *form = w->formWaitToSaving();
+        form->AggiornaFormWaitToSaving(message, QStringLiteral("Total progress"), grayed, percent);
+        QCOMPARE(form->windowTitle(),
+                 QStringLiteral("Tonaris %1% - %2 ").arg(percent).arg(message));
+        QCOMPARE(test::child<QLabel>(form, "Label1")->text(), message);
+        auto *label2 = test::child<QLabel>(form, "Label2");
+        QCOMPARE(label2->text(), QStringLiteral("Total progress %1%").arg(percent));
+        QCOMPARE(label2->isEnabled(), !grayed);
+    }
+
+    void menuSavesTheEditorText()
+    {
+        w->Text1->setText(QStringLiteral("Saved from the menu."));
+        m_target = m_dir.filePath(QStringLiteral("from menu"));
+        m_type = SaveToAudio::FileTypeWav;
+        QAction *item = test::child<QAction>(w, "menuSaveAudioFileAs");
+        QCOMPARE(item->shortcut(), QKeySequence(QStringLiteral("Ctrl+Shift+S")));
+        item->trigger();
+        QTRY_VERIFY_WITH_TIMEOUT(QFileInfo(m_target + QStringLiteral(".wav")).size() > 10000,
+                                 30000);
+        QTRY_VERIFY(idle());
+        QVERIFY(w->isVisible()); // the window comes back after the save
+        QVERIFY(!w->formWaitToSaving()->isVisible());
+    }
+
+    void overwriteQuestion_data()
+    {
+        QTest::addColumn<int>("answer");
+        QTest::addColumn<bool>("replaced");
+        QTest::newRow("yes") << 0 << true;
+        QTest::newRow("no") << 1 << false;
+    }
+
+    void overwriteQuestion()
+    {
+        QFETCH(int, answer);
+        QFETCH(bool, replaced);
+        m_target = m_dir.filePath(QStringLiteral("existing %1.wav").arg(answer));
+        QFile old(m_target);
+        QVERIFY(old.open(QIODevice::WriteOnly));
+        old.write("old");
+        old.close();
+        dialogs.answer = answer;
+        w->Text1->setText(QStringLiteral("New words."));
+        w->menuSaveAudioFileAs_Click();
+        QTRY_VERIFY(!dialogs.questions.isEmpty());
+        QTRY_VERIFY_WITH_TIMEOUT(idle() && session().SpeechRequest == 0, 30000);
+        QVERIFY(dialogs.questions.first().contains(QLatin1String("already exists.")));
+        QCOMPARE(QFileInfo(m_target).size() > 100, replaced);
+    }
+
+    void abortButtonKeepsAWav()
+    {
+        w->Text1->setText(QString(QStringLiteral("A sentence to be cut short. "))
+                              .repeated(30)
+                              .append(QStringLiteral("\r\nMore."))
+                              .repeated(20));
+        m_target = m_dir.filePath(QStringLiteral("cut short"));
+        m_type = SaveToAudio::FileTypeMp3;
+        w->menuSaveAudioFileAs_Click();
+        QTRY_VERIFY(w->formWaitToSaving()->isVisible());
+        test::child<QPushButton>(w->formWaitToSaving(), "CommandAbort")->click();
+        QTRY_VERIFY_WITH_TIMEOUT(idle(), 10000);
+        QVERIFY(QFile::exists(m_target + QStringLiteral(".wav")));
+        QVERIFY(!QFile::exists(m_target + QStringLiteral(".mp3")));
+        QCOMPARE(power.calls, 0);
+    }
+
+    void powerOffAfterTheSave_data()
+    {
+        QTest::addColumn<bool>("abortCountdown");
+        QTest::newRow("count-down to the end") << false;
+        QTest::newRow("count-down aborted") << true;
+    }
+
+    void powerOffAfterTheSave()
+    {
+        QFETCH(bool, abortCountdown);
+        w->Text1->setText(QStringLiteral("Then the computer goes off."));
+        m_target = m_dir.filePath(QStringLiteral("power %1").arg(abortCountdown));
+        m_type = SaveToAudio::FileTypeWav;
+        // The box is ticked while the save runs; a short save is over before a test could.
+        test::child<QCheckBox>(w->formWaitToSaving(), "CheckShutdownAtEnd")->setChecked(true);
+        w->menuSaveAudioFileAs_Click();
+        QTRY_VERIFY_WITH_TIMEOUT(QFile::exists(m_target + QStringLiteral(".wav")), 30000);
+        QTRY_VERIFY(idle());
+        FormWaitToShutdown *countdown = nullptr;
+        QTRY_VERIFY((countdown = w->findChild<FormWaitToShutdown *>()) != nullptr);
+        QVERIFY(!w->formWaitToSaving()->shutdownAtEnd()); // asked once
+        auto *label = test::child<QLabel>(countdown, "LabelShutdown");
+        QCOMPARE(label->text(), QStringLiteral("System Shutdown in 60 sec"));
+        countdown->TimerShutdown_Timer();
+        QCOMPARE(label->text(), QStringLiteral("System Shutdown in 59 sec"));
+        if (abortCountdown) {
+            test::child<QPushButton>(countdown, "CommandAbort")->click();
+        } else {
+            countdown->ShutdownCountdown = 1;
+            countdown->TimerShutdown_Timer();
+        }
+        QCOMPARE(power.calls, abortCountdown ? 0 : 1);
+        QTRY_VERIFY(w->findChild<FormWaitToShutdown *>() == nullptr);
+    }
+};
+
+TONARIS_TEST_MAIN(TestSaving)
+#include "tst_saving.moc"
