@@ -46,7 +46,7 @@ bool waitForMarker(QSignalSpy &spy, AudioMarker::Kind kind, int timeoutMs = 8000
     }
 }
 // What the sound server says of the streams playing now ("s16le 2ch 44100Hz" and the like).
-QString playingStreamSpecs()
+QString playingStreamFormats()
 {
     QProcess pactl;
     pactl.start(QStringLiteral("pactl"), {QStringLiteral("list"), QStringLiteral("sink-inputs")});
@@ -69,7 +69,7 @@ private slots:
     void toneIsHeardWithMarkersInPlace_data()
     {
         QTest::addColumn<int>("code");
-        QTest::addColumn<QString>("spec"); // the stream as the sound server receives it
+        QTest::addColumn<QString>("serverFormat"); // the stream as the sound server receives it
         QTest::newRow("engine format") << -1 << "s16le 1ch 22050Hz";
         QTest::newRow("11 kHz mono 16 bit") << 10 << "s16le 1ch 11025Hz";
         QTest::newRow("8 kHz stereo 8 bit") << 5 << "u8 2ch 8000Hz";
@@ -78,7 +78,7 @@ private slots:
     void toneIsHeardWithMarkersInPlace()
     {
         QFETCH(int, code);
-        QFETCH(QString, spec);
+        QFETCH(QString, serverFormat);
         AudioOutput out;
         PcmFormat format = EnginePcmFormat;
         if (code >= 0)
@@ -102,7 +102,8 @@ private slots:
                   {marker(AudioMarker::Word, words[0], 1), marker(AudioMarker::Word, words[1], 2),
                    marker(AudioMarker::EndStream, pcm.size())});
         // The format reaches the device as it is, not converted back to the engine's.
-        QTRY_VERIFY2(playingStreamSpecs().contains(spec), qPrintable(playingStreamSpecs()));
+        QTRY_VERIFY2(playingStreamFormats().contains(serverFormat),
+                     qPrintable(playingStreamFormats()));
         QVERIFY(waitForMarker(spy, AudioMarker::EndStream));
         QTRY_VERIFY(out.isIdle());
         QTest::qWait(150); // let parec write the tail
