@@ -1,24 +1,11 @@
 #include "textprep/CustomTags.h"
 
 #include "config/TextCodec.h"
+#include "textprep/ReturnCarriages.h"
 
 #include <QFile>
 
 namespace tonaris {
-
-namespace {
-// Only blanks: a tab is part of the line.
-QString trimBlanks(const QString &line)
-{
-    qsizetype from = 0;
-    qsizetype to = line.size();
-    while (from < to && line.at(from) == u' ')
-        ++from;
-    while (to > from && line.at(to - 1) == u' ')
-        --to;
-    return line.mid(from, to - from);
-}
-} // namespace
 
 bool CustomTags::menuVisible() const
 {
@@ -35,7 +22,7 @@ CustomTags ParseCustomTags(const QString &content)
     normalized.replace(QLatin1Char('\r'), QLatin1Char('\n'));
     const QStringList lines = normalized.split(QLatin1Char('\n'));
     for (const QString &line : lines) {
-        const QString trimmed = trimBlanks(line);
+        const QString trimmed = TrimBlanks(line);
         if (trimmed.size() < 2)
             continue;
         if (line.startsWith(QLatin1Char('[')) && line.endsWith(QLatin1Char(']'))) {

@@ -48,17 +48,6 @@ bool endsSentence(QChar c)
     }
 }
 
-QString trimBlanks(const QString &text)
-{
-    qsizetype from = 0;
-    qsizetype to = text.size();
-    while (from < to && text.at(from) == u' ')
-        ++from;
-    while (to > from && text.at(to - 1) == u' ')
-        --to;
-    return from == 0 && to == text.size() ? text : text.mid(from, to - from);
-}
-
 } // namespace
 
 void RemoveReturnCarriages(QString &In_Out_Text, bool hard)
@@ -101,7 +90,18 @@ void RemoveReturnCarriages(QString &In_Out_Text, bool hard)
         }
         start = p + NewLineLength;
     }
-    text = trimBlanks(out);
+    text = TrimBlanks(out);
+}
+
+QString TrimBlanks(const QString &text)
+{
+    qsizetype from = 0;
+    qsizetype to = text.size();
+    while (from < to && text.at(from) == u' ')
+        ++from;
+    while (to > from && text.at(to - 1) == u' ')
+        --to;
+    return from == 0 && to == text.size() ? text : text.mid(from, to - from);
 }
 
 } // namespace tonaris

@@ -13,4 +13,7 @@ namespace tonaris {
 // Line breaks are CR LF; linear in the size of the text. Pure and reentrant.
 void RemoveReturnCarriages(QString &In_Out_Text, bool hard);
 
+// The text without the blanks at its ends; tabs and other white space stay.
+QString TrimBlanks(const QString &text);
+
 } // namespace tonaris
