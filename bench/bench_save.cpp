@@ -9,11 +9,13 @@
 #include <QCoreApplication>
 #include <QDir>
 #include <QElapsedTimer>
+#include <QEventLoop>
 #include <QFile>
 #include <QFileInfo>
 #include <QProcess>
 #include <QTemporaryDir>
 #include <QTextStream>
+#include <QTimer>
 
 #include <sys/resource.h>
 
@@ -37,6 +39,24 @@ double runTool(const QString &program, const QStringList &args)
     return t.nsecsElapsed() / 1e9;
 }
 
+// The longest the event loop went without running a 5 ms timer during the last save: what a
+// user would feel as a frozen window.
+qint64 longestStallMs = 0;
+
+// Runs the event loop, sleeping between events as the program's own loop does, until the
+// session is idle with nothing asked of it.
+void waitUntilIdle(const SpeechSession &s)
+{
+    QEventLoop loop;
+    QTimer check;
+    QObject::connect(&check, &QTimer::timeout, &loop, [&] {
+        if (s.SpeechState == SpeechSession::StateIdle && s.SpeechRequest == 0)
+            loop.quit();
+    });
+    check.start(2);
+    loop.exec();
+}
+
 double save(SpeechSession &s, const QString &text, const QString &target, int format, int split)
 {
     SaveToAudio &saver = s.saver();
@@ -47,12 +67,42 @@ double save(SpeechSession &s, const QString &text, const QString &target, int fo
     s.SpeechText = text;
     QElapsedTimer t;
     t.start();
+    QElapsedTimer sinceBeat;
+    sinceBeat.start();
+    longestStallMs = 0;
+    QTimer heartbeat;
+    heartbeat.setTimerType(Qt::PreciseTimer);
+    QObject::connect(&heartbeat, &QTimer::timeout,
+                     [&] { longestStallMs = std::max(longestStallMs, sinceBeat.restart()); });
+    heartbeat.start(5);
     s.SpeechRequest = SpeechSession::RequestSave;
     s.SetTimerFast();
-    QCoreApplication::processEvents();
-    while (s.SpeechState != SpeechSession::StateIdle || s.SpeechRequest != 0)
-        QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents, 50);
+    waitUntilIdle(s);
     return t.nsecsElapsed() / 1e9;
+}
+
+// Starts an MP3 save of the whole text, aborts it after `afterSeconds` the way the progress
+// window's Abort does, and gives the time from the abort to the end of the save in ms.
+double abortAfter(SpeechSession &s, const QString &text, const QString &target, double afterSeconds)
+{
+    SaveToAudio &saver = s.saver();
+    saver.BatchMode = 2;
+    saver.BatchOutputFile = target;
+    saver.BatchOutputFormat = 0;
+    saver.menuSplitSize_Click(0);
+    s.SpeechText = text;
+    s.SpeechRequest = SpeechSession::RequestSave;
+    s.SetTimerFast();
+    QEventLoop loop;
+    QTimer::singleShot(int(afterSeconds * 1000), &loop, &QEventLoop::quit);
+    loop.exec();
+    QElapsedTimer sinceAbort;
+    sinceAbort.start();
+    s.AbortSaveToFile();
+    saver.KillEncoders();
+    s.SetTimerFast();
+    waitUntilIdle(s);
+    return sinceAbort.nsecsElapsed() / 1e6;
 }
 
 long peakRssMb(int who)
@@ -108,11 +158,12 @@ int main(int argc, char *argv[])
     out.flush();
 
     const double wav = save(s, text, path("ours"), 1, 0);
-    out << QStringLiteral(
-               "Tonaris WAV           %1 s  = %2 x espeak-ng -w (target <= 1.15), %3 h\n")
+    out << QStringLiteral("Tonaris WAV           %1 s  = %2 x espeak-ng -w (target <= 1.15), %3 "
+                          "h, longest stall %4 ms\n")
                .arg(wav, 0, 'f', 1)
                .arg(wav / espeak, 0, 'f', 2)
-               .arg(durationOf(path("ours.wav")) / 3600, 0, 'f', 2);
+               .arg(durationOf(path("ours.wav")) / 3600, 0, 'f', 2)
+               .arg(longestStallMs);
     out.flush();
 
     const double lame =
@@ -123,19 +174,26 @@ int main(int argc, char *argv[])
     out.flush();
 
     const double mp3 = save(s, text, path("ours"), 0, 0);
-    out << QStringLiteral("Tonaris MP3           %1 s  = %2 x lame alone (target <= 1.1)\n")
+    out << QStringLiteral("Tonaris MP3           %1 s  = %2 x lame alone (target <= 1.1), longest "
+                          "stall %3 ms\n")
                .arg(mp3, 0, 'f', 1)
-               .arg(mp3 / lame, 0, 'f', 2);
+               .arg(mp3 / lame, 0, 'f', 2)
+               .arg(longestStallMs);
     out.flush();
 
     const double volumes = save(s, text, path("volumes"), 0, 4);
     const int count = int(QDir(path("volumes")).entryList({QStringLiteral("*.mp3")}).size());
     out << QStringLiteral(
                "Tonaris MP3, 30 min   %1 s  = %2 x (espeak-ng -w + lame) (target <= 0.55), "
-               "%3 volumes\n")
+               "%3 volumes, longest stall %4 ms\n")
                .arg(volumes, 0, 'f', 1)
                .arg(volumes / (espeak + lame), 0, 'f', 2)
-               .arg(count);
+               .arg(count)
+               .arg(longestStallMs);
+    out.flush();
+    out << QStringLiteral("abort while rendering %1 ms, while encoding %2 ms (target <= 100)\n")
+               .arg(abortAfter(s, text, path("aborted1"), 1), 0, 'f', 1)
+               .arg(abortAfter(s, text, path("aborted2"), 40), 0, 'f', 1);
     out << QStringLiteral("peak RSS: Tonaris %1 MB, largest child %2 MB (target < 150 MB)\n")
                .arg(peakRssMb(RUSAGE_SELF))
                .arg(peakRssMb(RUSAGE_CHILDREN));

@@ -9,6 +9,7 @@
 #include "voices/ExternalVoiceEngine.h"
 #include "voices/SpeechEngine.h"
 
+#include <QCoreApplication>
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
@@ -16,10 +17,14 @@
 #include <QSaveFile>
 #include <QScopedValueRollback>
 #include <QStandardPaths>
+#include <QSysInfo>
 #include <QThread>
 #include <QTimer>
 
 #include <algorithm>
+#include <cerrno>
+
+#include <signal.h>
 
 Q_LOGGING_CATEGORY(lcSave, "tonaris.session.save", QtWarningMsg)
 
@@ -92,48 +97,110 @@ QString SaveToAudio::LameMissingMessage()
         "''lame'' (sudo apt install lame) or put the program ''lame'' in the folder of Tonaris."));
 }
 
-QString SaveToAudio::JournalPath()
+// Each process notes its temporary files in a journal of its own, named after the machine and
+// the process, so that a Tonaris starting while another one saves leaves that save's files alone.
+QString SaveToAudio::JournalFolder()
 {
     return QStandardPaths::writableLocation(QStandardPaths::GenericCacheLocation) +
-           QStringLiteral("/tonaris/unfinished-audio.txt");
+           QStringLiteral("/tonaris");
 }
+
+QString SaveToAudio::JournalPath()
+{
+    return JournalFolder() + QStringLiteral("/unfinished-audio-%1-%2.txt")
+                                 .arg(QSysInfo::machineHostName())
+                                 .arg(QCoreApplication::applicationPid());
+}
+
+namespace {
+bool journalWritten = false; // by this process
+
+// Whether the journal at `path` belongs to a process of this machine that is still running.
+// Journals of other machines sharing the home folder count as alive: only they know.
+bool journalOwnerAlive(const QString &path)
+{
+    const QString name = QFileInfo(path).completeBaseName();
+    const QString prefix = QStringLiteral("unfinished-audio-%1-").arg(QSysInfo::machineHostName());
+    if (!name.startsWith(prefix))
+        return true;
+    bool ok = false;
+    const qint64 pid = name.mid(prefix.size()).toLongLong(&ok);
+    if (!ok || pid <= 0)
+        return true;
+    if (pid == QCoreApplication::applicationPid())
+        return journalWritten; // else a leftover of an earlier process that had this number
+    return ::kill(pid_t(pid), 0) == 0 || errno == EPERM;
+}
+
+QStringList notedPaths(const QString &journalPath)
+{
+    QFile journal(journalPath);
+    if (!journal.open(QIODevice::ReadOnly))
+        return {};
+    return QString::fromUtf8(journal.readAll()).split(QLatin1Char('\n'), Qt::SkipEmptyParts);
+}
+
+// Only names of our own making are ever deleted.
+bool isTemporaryName(const QString &path)
+{
+    const QString name = QFileInfo(path).fileName();
+    return name.startsWith(TempName) || name == LineFileName ||
+           (name.startsWith(QLatin1Char('.')) && name.endsWith(QLatin1String(".part")));
+}
+
+QFileInfoList journals()
+{
+    return QDir(SaveToAudio::JournalFolder())
+        .entryInfoList({QStringLiteral("unfinished-audio-*.txt")}, QDir::Files | QDir::Hidden);
+}
+} // namespace
 
 void SaveToAudio::CleanUpTemporaryFiles()
 {
-    QFile journal(JournalPath());
-    if (!journal.open(QIODevice::ReadOnly))
-        return;
-    const QStringList paths = QString::fromUtf8(journal.readAll()).split(QLatin1Char('\n'));
-    journal.close();
-    for (const QString &path : paths) {
-        const QString name = QFileInfo(path).fileName();
-        // Only names of our own making are ever deleted.
-        if (name.startsWith(TempName) || name == LineFileName ||
-            (name.startsWith(QLatin1Char('.')) && name.endsWith(QLatin1String(".part"))))
-            QFile::remove(path);
+    for (const QFileInfo &journal : journals()) {
+        if (journalOwnerAlive(journal.absoluteFilePath()))
+            continue;
+        for (const QString &path : notedPaths(journal.absoluteFilePath()))
+            if (isTemporaryName(path))
+                QFile::remove(path);
+        QFile::remove(journal.absoluteFilePath());
     }
-    journal.remove();
+}
+
+bool SaveToAudio::FolderInUseByAnotherSave(const QString &folder)
+{
+    const QString own = JournalPath();
+    const QString wanted = QFileInfo(folder).canonicalFilePath();
+    if (wanted.isEmpty())
+        return false;
+    for (const QFileInfo &journal : journals()) {
+        if (journal.absoluteFilePath() == own || !journalOwnerAlive(journal.absoluteFilePath()))
+            continue;
+        for (const QString &path : notedPaths(journal.absoluteFilePath()))
+            if (isTemporaryName(path) &&
+                QFileInfo(QFileInfo(path).absolutePath()).canonicalFilePath() == wanted)
+                return true;
+    }
+    return false;
 }
 
 void SaveToAudio::note(const QString &path)
 {
-    const QString journal = JournalPath();
-    QDir().mkpath(QFileInfo(journal).absolutePath());
-    QFile f(journal);
+    QDir().mkpath(JournalFolder());
+    journalWritten = true;
+    QFile f(JournalPath());
     if (f.open(QIODevice::Append))
         f.write(path.toUtf8() + '\n');
 }
 
 void SaveToAudio::forget(const QString &path)
 {
-    QFile f(JournalPath());
-    if (!f.open(QIODevice::ReadOnly))
+    QStringList paths = notedPaths(JournalPath());
+    if (paths.isEmpty())
         return;
-    QStringList paths = QString::fromUtf8(f.readAll()).split(QLatin1Char('\n'), Qt::SkipEmptyParts);
-    f.close();
     paths.removeAll(path);
     if (paths.isEmpty()) {
-        f.remove();
+        QFile::remove(JournalPath());
         return;
     }
     QSaveFile out(JournalPath());
@@ -255,6 +322,16 @@ void SaveToAudio::StartSaving()
     VolumeTitle = QFileInfo(AudioFilePath).completeBaseName();
     if (!QFileInfo(AudioFileFolder).isDir() || !QFileInfo(AudioFileFolder).isWritable()) {
         fail(Translate(QStringLiteral("Cannot write in the folder %1.")).arg(AudioFileFolder));
+        giveUp();
+        return;
+    }
+
+    // Another Tonaris saving into this folder writes the same temporary names. (Volumes go into
+    // a new folder of their own.)
+    if (!splitting() && FolderInUseByAnotherSave(AudioFileFolder)) {
+        fail(Translate(QStringLiteral("Another Tonaris is saving into the folder %1: wait until it "
+                                      "has finished, or save into another folder."))
+                 .arg(AudioFileFolder));
         giveUp();
         return;
     }

@@ -86,10 +86,15 @@ public:
     static QStringList QualityArguments(bool externalVoices, int quality);
     static QString SilenceTag(int milliseconds);
     static QString LameMissingMessage();
-    // Deletes the temporary files that a save cut short by a crash left behind.
+    // Deletes the temporary files that saves cut short by a crash left behind; the files of
+    // saves still running in other processes stay.
     static void CleanUpTemporaryFiles();
-    // Where the names of temporary files are noted while they exist.
+    // Whether a Tonaris still running writes its temporary files in `folder`.
+    static bool FolderInUseByAnotherSave(const QString &folder);
+    // Where this process notes the names of its temporary files while they exist, and the
+    // folder of every process's journal.
     static QString JournalPath();
+    static QString JournalFolder();
 
 signals:
     // A save has ended; `aborted` by the user. The window may then offer the power-off.

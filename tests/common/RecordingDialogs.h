@@ -19,6 +19,8 @@ struct RecordingDialogs : Dialogs
     QStringList saveFiles;     // files "picked" in save dialogs, first first
     QStringList titles;        // titles of the file dialogs shown
 
+    void clear() { *this = RecordingDialogs(); }
+
     void message(QWidget *, const QString &text, Icon, const QString &) override
     {
         messages.append(text);

@@ -25,10 +25,8 @@ class TestCommandRun : public QObject
         QString output;
     };
 
-    Result run(const QStringList &args, const QStringList &unset = {},
-               const QStringList &extra = {})
+    void prepare(QProcess &p, const QStringList &unset = {}, const QStringList &extra = {})
     {
-        QProcess p;
         QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
         env.insert(QStringLiteral("HOME"), m_dir.path());
         env.insert(QStringLiteral("XDG_CONFIG_HOME"), m_dir.filePath(QStringLiteral("config")));
@@ -40,6 +38,13 @@ class TestCommandRun : public QObject
             env.insert(pair.section(u'=', 0, 0), pair.section(u'=', 1));
         p.setProcessEnvironment(env);
         p.setWorkingDirectory(m_dir.path());
+    }
+
+    Result run(const QStringList &args, const QStringList &unset = {},
+               const QStringList &extra = {})
+    {
+        QProcess p;
+        prepare(p, unset, extra);
         p.start(m_program, args);
         Result r;
         if (!p.waitForFinished(60000)) {
@@ -134,6 +139,68 @@ private slots:
         const Result r = run({QStringLiteral("/play"), m_book, QStringLiteral("/hidden")});
         QVERIFY(!r.crashed);
         QCOMPARE(r.status, 0);
+    }
+
+    // Temporary files of a save cut short by a crash go at the next start; those of a save still
+    // running in another Tonaris stay, that save ends well, and a second save into its folder is
+    // refused rather than writing over its temporary names.
+    void temporaryFilesAtTheNextStart_data()
+    {
+        QTest::addColumn<bool>("crash");
+        QTest::newRow("after a crash") << true;
+        QTest::newRow("while another saves") << false;
+    }
+
+    void temporaryFilesAtTheNextStart()
+    {
+        QFETCH(bool, crash);
+        const QString corpus = tonaris::test::corpusFile(QStringLiteral("news-from-nowhere.txt"));
+        if (corpus.isEmpty())
+            QSKIP("the corpus is not there");
+        QDir folder(m_dir.filePath(QStringLiteral("long book")));
+        folder.removeRecursively();
+        QVERIFY(folder.mkpath(QStringLiteral(".")));
+        QFile source(corpus);
+        QVERIFY(source.open(QIODevice::ReadOnly));
+        QFile book(folder.filePath(QStringLiteral("book.txt")));
+        QVERIFY(book.open(QIODevice::WriteOnly));
+        book.write(source.read(20000)); // about twenty minutes of speech: lame takes seconds
+        book.close();
+
+        QProcess saving;
+        prepare(saving);
+        saving.start(m_program,
+                     {QStringLiteral("/hidden"), QStringLiteral("/mp3"), book.fileName()});
+        const QString temp = folder.filePath(QStringLiteral("tonaris_temp.wav"));
+        QTRY_VERIFY_WITH_TIMEOUT(QFile::exists(temp) || saving.state() == QProcess::NotRunning,
+                                 30000);
+        QVERIFY2(saving.state() == QProcess::Running, "the save ended before it could be seen");
+        if (crash) {
+            saving.kill();
+            QVERIFY(saving.waitForFinished());
+            QVERIFY(QFile::exists(temp));
+        }
+
+        // A short save into the same folder, by a second Tonaris.
+        const Result next = run({QStringLiteral("/hidden"), QStringLiteral("/wav"), m_book,
+                                 folder.filePath(QStringLiteral("short"))});
+        QVERIFY(!next.crashed);
+        if (crash) {
+            QCOMPARE(next.status, 0);
+            QCOMPARE(folder.entryList(QDir::Files | QDir::Hidden),
+                     (QStringList{"book.txt", "short.wav"}));
+            return;
+        }
+        QVERIFY(next.status != 0);
+        QVERIFY2(next.errors.contains(QLatin1String("Another Tonaris is saving")),
+                 qPrintable(next.errors));
+        const QString target = folder.filePath(QStringLiteral("book.mp3"));
+        // The target is renamed into place before the temporary WAV goes: one of them is there.
+        QVERIFY2(QFile::exists(temp) || QFile::exists(target), "a running save lost its audio");
+        QVERIFY(saving.waitForFinished(120000));
+        QCOMPARE(saving.exitCode(), 0);
+        QVERIFY(QFileInfo(target).size() > 100000);
+        QVERIFY(!QFile::exists(temp));
     }
 
     void help()

@@ -1,6 +1,6 @@
 // The File menu, drops, text saves and the reopening of the last file, on the real window.
 #include "RecordingDialogs.h"
-#include "ScriptedEngine.h"
+#include "ScriptedWindow.h"
 #include "TestSupport.h"
 #include "config/AppPaths.h"
 #include "config/Dialogs.h"
@@ -35,17 +35,13 @@ QByteArray fileBytes(const QString &path)
 }
 } // namespace
 
-class TestDocumentsWindow : public QObject
+class TestDocumentsWindow : public QObject, tonaris::test::ScriptedWindow
 {
     Q_OBJECT
 
     RecordingDialogs dialogs;
-    ScriptedEngine *voice = nullptr;
-    ScriptedEngine *over = nullptr;
-    Form1 *w = nullptr;
     QTemporaryDir dir;
 
-    template <typename T> T *child(const char *name) { return test::child<T>(w, name); }
     QString make(const QString &name, const QByteArray &bytes)
     {
         const QString path = dir.filePath(name);
@@ -60,13 +56,6 @@ class TestDocumentsWindow : public QObject
         child<QMenu>("menuFile")->aboutToShow(); // the menu's state as when it drops down
         child<QAction>(name)->trigger();
     }
-    void restart()
-    {
-        w->close(); // the settings are written on closing
-        delete w;
-        w = new Form1(voice, over);
-        w->show();
-    }
 
 private slots:
     void initTestCase()
@@ -77,27 +66,10 @@ private slots:
     void init()
     {
         QFile::remove(SettingsFilePath());
-        voice = new ScriptedEngine;
-        over = new ScriptedEngine;
-        w = new Form1(voice, over);
-        w->show();
-        w->activateWindow();
-        QVERIFY(QTest::qWaitForWindowActive(w));
-        dialogs.messages.clear();
-        dialogs.questions.clear();
-        dialogs.titles.clear();
-        dialogs.files.clear();
-        dialogs.multipleFiles.clear();
-        dialogs.saveFiles.clear();
-        dialogs.answer = -1;
+        QVERIFY(openWindow());
+        dialogs.clear();
     }
-    void cleanup()
-    {
-        delete w;
-        w = nullptr;
-        delete voice;
-        delete over;
-    }
+    void cleanup() { closeWindow(); }
 
     void menusAndCaption()
     {
@@ -349,14 +321,14 @@ private slots:
         dialogs.multipleFiles = {path};
         trigger("menuOpen");
         w->Text1->SetSelStart(13);
-        restart();
+        QVERIFY(restartWindow());
         QCOMPARE(w->Text1->text(), QStringLiteral("0123456789\r\nabcdef"));
         QCOMPARE(w->CurrentFilePath, path);
         QCOMPARE(w->Text1->SelStart(), 13);
         QVERIFY(child<QAction>("menuAutoLoad")->isChecked());
         // Switched off, nothing is reopened.
         child<QAction>("menuAutoLoad")->trigger();
-        restart();
+        QVERIFY(restartWindow());
         QCOMPARE(w->Text1->text(), QString());
         QCOMPARE(w->windowTitle(), Caption);
     }
@@ -368,7 +340,7 @@ private slots:
         dialogs.multipleFiles = {path};
         trigger("menuOpen");
         w->Text1->SetSelStart(5);
-        restart();
+        QVERIFY(restartWindow());
         w->menuNew_Click();
         w->StartUpDocument(true);
         QCOMPARE(w->Text1->text(), QStringLiteral("0123456789"));
@@ -409,7 +381,7 @@ private slots:
         fonts->setCurrentIndex(fonts->count() - 1);
         emit fonts->textActivated(family);
         QCOMPARE(w->Text1->FontName(), family);
-        restart(); // kept in the settings
+        QVERIFY(restartWindow()); // kept in the settings
         QCOMPARE(w->Text1->FontSize(), 20);
         QCOMPARE(child<QComboBox>("ComboFonts")->currentText(), family);
     }

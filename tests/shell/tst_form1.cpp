@@ -1,6 +1,6 @@
 // The main window driven as a user would, on a scripted engine.
 #include "RecordingDialogs.h"
-#include "ScriptedEngine.h"
+#include "ScriptedWindow.h"
 #include "TestSupport.h"
 #include "config/AppPaths.h"
 #include "config/Dialogs.h"
@@ -25,17 +25,13 @@ using namespace tonaris;
 using tonaris::test::RecordingDialogs;
 using tonaris::test::ScriptedEngine;
 
-class TestForm1 : public QObject
+class TestForm1 : public QObject, tonaris::test::ScriptedWindow
 {
     Q_OBJECT
 
 private:
     RecordingDialogs dialogs;
-    ScriptedEngine *voice = nullptr;
-    ScriptedEngine *over = nullptr;
-    Form1 *w = nullptr;
 
-    template <typename T> T *child(const char *name) { return test::child<T>(w, name); }
     QLabel *visibleLight()
     {
         for (const char *name : {"ImagePuntoSpento", "ImagePuntoVerde", "ImagePuntoRosso"})
@@ -52,20 +48,10 @@ private slots:
     }
     void init()
     {
-        voice = new ScriptedEngine;
-        over = new ScriptedEngine;
-        w = new Form1(voice, over);
-        w->show();
-        w->activateWindow();
-        QVERIFY(QTest::qWaitForWindowActive(w));
-        dialogs.messages.clear();
+        QVERIFY(openWindow());
+        dialogs.clear();
     }
-    void cleanup()
-    {
-        delete w;
-        delete voice;
-        delete over;
-    }
+    void cleanup() { closeWindow(); }
 
     void captionsAndDisplayFollowTheSession()
     {

@@ -19,6 +19,7 @@
 #include <QSignalSpy>
 #include <QTemporaryDir>
 #include <QTest>
+#include <QWindow>
 
 using namespace tonaris;
 using tonaris::test::RecordingDialogs;
@@ -140,17 +141,33 @@ private slots:
         QCOMPARE(QFileInfo(m_target).size() > 100, replaced);
     }
 
-    void abortButtonKeepsAWav()
+    // Every way out of the progress window aborts the save and keeps what was rendered.
+    void abortKeepsAWav_data()
     {
+        QTest::addColumn<QString>("how");
+        QTest::newRow("Abort button") << "button";
+        QTest::newRow("close box") << "close box";
+        QTest::newRow("Escape") << "Escape";
+    }
+
+    void abortKeepsAWav()
+    {
+        QFETCH(QString, how);
         w->Text1->setText(QString(QStringLiteral("A sentence to be cut short. "))
                               .repeated(30)
                               .append(QStringLiteral("\r\nMore."))
                               .repeated(20));
-        m_target = m_dir.filePath(QStringLiteral("cut short"));
+        m_target = m_dir.filePath(QStringLiteral("cut short ") + how);
         m_type = SaveToAudio::FileTypeMp3;
         w->menuSaveAudioFileAs_Click();
-        QTRY_VERIFY(w->formWaitToSaving()->isVisible());
-        test::child<QPushButton>(w->formWaitToSaving(), "CommandAbort")->click();
+        FormWaitToSaving *form = w->formWaitToSaving();
+        QTRY_VERIFY(form->isVisible());
+        if (how == QLatin1String("button"))
+            test::child<QPushButton>(form, "CommandAbort")->click();
+        else if (how == QLatin1String("close box"))
+            form->windowHandle()->close(); // comes back as the window system's close
+        else
+            QTest::keyClick(form, Qt::Key_Escape);
         QTRY_VERIFY_WITH_TIMEOUT(idle(), 10000);
         QVERIFY(QFile::exists(m_target + QStringLiteral(".wav")));
         QVERIFY(!QFile::exists(m_target + QStringLiteral(".mp3")));

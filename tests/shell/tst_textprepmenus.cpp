@@ -1,7 +1,7 @@
 // The main window's text preparation, driven through its menus on a scripted engine: special and
 // custom tags, the quoted-text voice and its window, conversions tables and return carriages.
 #include "RecordingDialogs.h"
-#include "ScriptedEngine.h"
+#include "ScriptedWindow.h"
 #include "TestSupport.h"
 #include "config/AppPaths.h"
 #include "config/Dialogs.h"
@@ -47,17 +47,13 @@ QStringList visibleCaptions(const QMenu *menu)
 }
 } // namespace
 
-class TestTextPrepMenus : public QObject
+class TestTextPrepMenus : public QObject, tonaris::test::ScriptedWindow
 {
     Q_OBJECT
 
 private:
     RecordingDialogs dialogs;
-    ScriptedEngine *voice = nullptr;
-    ScriptedEngine *over = nullptr;
-    Form1 *w = nullptr;
 
-    template <typename T> T *child(const char *name) { return test::child<T>(w, name); }
     QAction *item(const char *name) { return child<QAction>(name); }
     FormQuotedTextOptions *openQuotedOptions()
     {
@@ -86,23 +82,14 @@ private slots:
     void init()
     {
         QFile::remove(SettingsFilePath());
-        voice = new ScriptedEngine;
-        voice->voices.append({QStringLiteral("anna"), QStringLiteral("Anna"),
-                              QStringLiteral("FEMALE"), QStringLiteral("Test"),
-                              QStringLiteral("409"), QStringLiteral("en-us"), QString()});
-        over = new ScriptedEngine;
-        w = new Form1(voice, over);
-        w->show();
-        w->activateWindow();
-        QVERIFY(QTest::qWaitForWindowActive(w));
-        dialogs.messages.clear();
+        QVERIFY(openWindow([](ScriptedEngine &voice) {
+            voice.voices.append({QStringLiteral("anna"), QStringLiteral("Anna"),
+                                 QStringLiteral("FEMALE"), QStringLiteral("Test"),
+                                 QStringLiteral("409"), QStringLiteral("en-us"), QString()});
+        }));
+        dialogs.clear();
     }
-    void cleanup()
-    {
-        delete w;
-        delete voice;
-        delete over;
-    }
+    void cleanup() { closeWindow(); }
 
     void popupOffersTheTagMenus()
     {

@@ -1,7 +1,7 @@
 // The main window's voices: catalogue into list and language menus, binding with its greeting,
 // the #VOICE lines of the popup, values kept per voice and the switch of engine family.
 #include "RecordingDialogs.h"
-#include "ScriptedEngine.h"
+#include "ScriptedWindow.h"
 #include "TestSupport.h"
 #include "config/AppPaths.h"
 #include "config/Dialogs.h"
@@ -58,17 +58,13 @@ QList<ExternalVoice> externalVoices()
 
 } // namespace
 
-class TestVoices : public QObject
+class TestVoices : public QObject, tonaris::test::ScriptedWindow
 {
     Q_OBJECT
 
 private:
     RecordingDialogs dialogs;
-    ScriptedEngine *voice = nullptr;
-    ScriptedEngine *over = nullptr;
-    Form1 *w = nullptr;
 
-    template <typename T> T *child(const char *name) { return test::child<T>(w, name); }
     QComboBox *combo() { return child<QComboBox>("ComboVoci"); }
     QStringList visibleItems(const char *menuName)
     {
@@ -77,22 +73,17 @@ private:
             items.append(a->text() + QLatin1Char('=') + a->data().toString());
         return child<QMenu>(menuName)->menuAction()->isVisible() ? items : QStringList();
     }
-    void makeWindow()
+    // A window that is never shown, on engines with five voices.
+    bool makeWindow()
     {
-        voice = new ScriptedEngine;
-        voice->voices = {info("it1", "Lucia", "410"), info("sv", "Astrid", "41d"),
-                         info("it2", "Paolo", "410"), info("ja", "Yuki", "411"),
-                         info("eo", "Esperanto_Voice", "1000")};
-        voice->currentVoice = QStringLiteral("it1");
-        over = new ScriptedEngine;
-        w = new Form1(voice, over);
-    }
-    void dropWindow()
-    {
-        delete w;
-        delete voice;
-        delete over;
-        w = nullptr;
+        return openWindow(
+            [](ScriptedEngine &voice) {
+                voice.voices = {info("it1", "Lucia", "410"), info("sv", "Astrid", "41d"),
+                                info("it2", "Paolo", "410"), info("ja", "Yuki", "411"),
+                                info("eo", "Esperanto_Voice", "1000")};
+                voice.currentVoice = QStringLiteral("it1");
+            },
+            false);
     }
 
 private slots:
@@ -105,10 +96,10 @@ private slots:
     void init()
     {
         QFile::remove(SettingsFilePath());
-        makeWindow();
-        dialogs.messages.clear();
+        QVERIFY(makeWindow());
+        dialogs.clear();
     }
-    void cleanup() { dropWindow(); }
+    void cleanup() { closeWindow(); }
 
     void catalogueFillsListAndLanguageMenus()
     {
@@ -244,8 +235,7 @@ private slots:
         QCOMPARE(
             ini.read(QStringLiteral("Settings"), QStringLiteral("Speed_eSpeak NGPaolo"), QString()),
             QStringLiteral("-3"));
-        dropWindow();
-        makeWindow();
+        QVERIFY(makeWindow());
         QCOMPARE(w->Voices.at(2).Speed, qint16(-3));
         combo()->setCurrentIndex(2);
         QCOMPARE(w->CurrentSpeed(), -3);
@@ -288,8 +278,7 @@ private slots:
         child<QAction>("menuSAPI4")->trigger();
         combo()->setCurrentIndex(1);
         w->SaveSettings();
-        dropWindow();
-        makeWindow();
+        QVERIFY(makeWindow());
         QCOMPARE(w->EngineKind(), 1);
         QCOMPARE(combo()->currentText(), QStringLiteral("Nikos Acme"));
         QCOMPARE(w->externalVoice()->SelectedIndex(), 2);
