@@ -14,15 +14,17 @@
 #include <QFile>
 #include <QFileInfo>
 #include <QLoggingCategory>
-#include <QSaveFile>
+#include <QMutexLocker>
 #include <QScopedValueRollback>
 #include <QStandardPaths>
 #include <QSysInfo>
 #include <QThread>
+#include <QThreadPool>
 #include <QTimer>
 
 #include <algorithm>
 #include <cerrno>
+#include <cstdio>
 
 #include <signal.h>
 
@@ -48,6 +50,7 @@ QString asWavName(const QString &path)
 
 SaveToAudio::SaveToAudio(SpeechSession &session)
     : s(session)
+    , m_removals(std::make_shared<Removals>())
 {}
 
 SaveToAudio::~SaveToAudio()
@@ -203,11 +206,44 @@ void SaveToAudio::forget(const QString &path)
         QFile::remove(JournalPath());
         return;
     }
-    QSaveFile out(JournalPath());
-    if (out.open(QIODevice::WriteOnly)) {
-        out.write(paths.join(QLatin1Char('\n')).toUtf8() + '\n');
-        out.commit();
+    // Written beside and renamed over, without waiting for the disk: the journal is a hint for
+    // the next start, and a sync here would hold the window up while the disk is busy with audio.
+    const QString fresh = JournalPath() + QStringLiteral(".new");
+    QFile out(fresh);
+    if (out.open(QIODevice::WriteOnly | QIODevice::Truncate) &&
+        out.write(paths.join(QLatin1Char('\n')).toUtf8() + '\n') > 0) {
+        out.close();
+        std::rename(QFile::encodeName(fresh).constData(),
+                    QFile::encodeName(JournalPath()).constData());
+    } else {
+        out.close();
+        QFile::remove(fresh);
     }
+}
+
+// Unlinking a WAV of a gigabyte keeps the file system busy for a good part of a second, so it
+// happens on a worker thread; the save ends only when every such removal is done.
+void SaveToAudio::removeInBackground(const QString &path)
+{
+    ++m_removals->pending;
+    QThreadPool::globalInstance()->start([removals = m_removals, path] {
+        QFile::remove(path);
+        const QMutexLocker lock(&removals->mutex);
+        removals->done.append(path);
+        --removals->pending;
+    });
+}
+
+bool SaveToAudio::settleRemovals()
+{
+    QStringList done;
+    {
+        const QMutexLocker lock(&m_removals->mutex);
+        done.swap(m_removals->done);
+    }
+    for (const QString &path : std::as_const(done))
+        forget(path);
+    return m_removals->pending == 0;
 }
 
 bool SaveToAudio::external() const
@@ -564,8 +600,7 @@ void SaveToAudio::pumpEncoders()
         if (e->isFinished()) {
             forget(e->partPath());
             if (e->succeeded()) {
-                QFile::remove(it->wavPath);
-                forget(it->wavPath);
+                removeInBackground(it->wavPath);
             } else {
                 m_errors.append(e->errorString());
                 keepAsWav(*it);
@@ -578,9 +613,9 @@ void SaveToAudio::pumpEncoders()
     }
 }
 
-bool SaveToAudio::encodersDone() const
+bool SaveToAudio::encodersDone()
 {
-    return m_volumes.isEmpty();
+    return settleRemovals() && m_volumes.isEmpty();
 }
 
 // A volume whose encoding did not come to an end keeps its audio as a WAV of its own name.

@@ -4,12 +4,15 @@
 
 #include <QElapsedTimer>
 #include <QList>
+#include <QMutex>
 #include <QObject>
 #include <QPointer>
 #include <QString>
 #include <QStringList>
 
+#include <atomic>
 #include <functional>
+#include <memory>
 
 namespace tonaris {
 
@@ -125,7 +128,9 @@ private:
     void renderLine();
     bool engineDone(const QElapsedTimer &budget);
     void pumpEncoders();
-    bool encodersDone() const;
+    bool encodersDone();
+    void removeInBackground(const QString &path);
+    bool settleRemovals();
     void keepAsWav(Volume &v);
     void writeFailed(const QString &error);
     void encodingStep();
@@ -136,7 +141,16 @@ private:
     void progress(const QString &what, bool grayed);
     void restoreVolume();
 
+    // Files being removed by worker threads, shared with them.
+    struct Removals
+    {
+        QMutex mutex;
+        QStringList done; // removed, to be forgotten by the journal
+        std::atomic<int> pending = 0;
+    };
+
     SpeechSession &s;
+    std::shared_ptr<Removals> m_removals;
     Phase m_phase = Phase::Idle;
     PcmFormat m_format;
     QString m_lame;
