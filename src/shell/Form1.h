@@ -321,6 +321,11 @@ public:
     void Text1_DropFile(QString &path);
     // Every control and menu item off; only the close box stays usable.
     void DisableAllControls();
+    // Tells, once ever, that the screen is smaller than the window needs; an interactive start
+    // runs it (runs of the command line never wait for a user).
+    void CheckScreenSize();
+    bool ResolutionOk = false;
+    bool ResolutionWarningShown = false; // kept in the settings
     static void CenterForm(QWidget *form);
     static void FillFontList(QComboBox *combo);
 

@@ -327,12 +327,14 @@ bool Form1::RunCommandLine(const CommandLine &commandLine)
         if (commandLine.hidden)
             return failure(Translate(QStringLiteral(
                 "Nothing to do: with /hidden give a file and /play, /wav or /mp3 (see --help).")));
+        CheckScreenSize();
         Text1->setFocus();
         return true;
     case CommandLine::Open:
         if (commandLine.hidden)
             return failure(Translate(QStringLiteral(
                 "Nothing to do: with /hidden give /play, /wav or /mp3 (see --help).")));
+        CheckScreenSize();
         if (open(commandLine.file))
             Text1->setFocus();
         return true;

@@ -126,6 +126,7 @@ void Form1::LoadSettings()
     };
     bool voiceTaken = false;
     loadSaveSettings(ini);
+    ResolutionWarningShown = IniBool(read("ErrorResolutionShowed", "False"));
     if (!ini.existed()) {
         // A first run.
         menuAlwaysSaveAudioWithMaxVolume->trigger();
@@ -237,6 +238,8 @@ void Form1::SaveSettings()
         ini.write(Section, QLatin1String(key), value);
     };
     write("SaveSettings", yesNo(menuSaveSettings->isChecked()));
+    if (ResolutionWarningShown)
+        write("ErrorResolutionShowed", QStringLiteral("True"));
     saveDocumentSettings(ini);
     if (menuSaveSettings->isChecked())
         write("SpeechInterface",

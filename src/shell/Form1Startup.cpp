@@ -100,6 +100,21 @@ void Form1::FillFontList(QComboBox *combo)
     combo->addItems(QFontDatabase::families());
 }
 
+void Form1::CheckScreenSize()
+{
+    const QScreen *screen = this->screen() ? this->screen() : QGuiApplication::primaryScreen();
+    if (!screen)
+        return;
+    const QSize size = screen->size();
+    ResolutionOk = size.width() >= 1024 && size.height() >= 768;
+    if (ResolutionOk || ResolutionWarningShown)
+        return;
+    ResolutionWarningShown = true;
+    Dialogs::instance()->message(
+        this, Translate(QStringLiteral("Tonaris requires at least 1024x768 resolution screen.")),
+        Dialogs::Stop, QStringLiteral("Tonaris"));
+}
+
 void Form1::DisableAllControls()
 {
     for (QWidget *w : findChildren<QWidget *>())

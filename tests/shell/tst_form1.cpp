@@ -19,6 +19,7 @@
 #include <QMenu>
 #include <QPlainTextEdit>
 #include <QPushButton>
+#include <QScreen>
 #include <QTest>
 
 using namespace tonaris;
@@ -52,6 +53,22 @@ private slots:
         dialogs.clear();
     }
     void cleanup() { closeWindow(); }
+
+    // The offscreen screen is 800 by 600: the warning comes once, and never again after a restart.
+    void smallScreenIsToldOnceEver()
+    {
+        const QSize screen = w->screen()->size();
+        if (screen.width() >= 1024 && screen.height() >= 768)
+            QSKIP("the screen is large enough");
+        w->CheckScreenSize();
+        w->CheckScreenSize();
+        QCOMPARE(dialogs.messages,
+                 QStringList{"Tonaris requires at least 1024x768 resolution screen."});
+        QVERIFY(!w->ResolutionOk);
+        QVERIFY(restartWindow());
+        w->CheckScreenSize();
+        QCOMPARE(dialogs.messages.size(), 1);
+    }
 
     void captionsAndDisplayFollowTheSession()
     {
