@@ -50,7 +50,7 @@ QString asWavName(const QString &path)
 
 SaveToAudio::SaveToAudio(SpeechSession &session)
     : s(session)
-    , m_removals(std::make_shared<Removals>())
+    , m_files(std::make_shared<BackgroundFiles>())
 {}
 
 SaveToAudio::~SaveToAudio()
@@ -221,29 +221,42 @@ void SaveToAudio::forget(const QString &path)
     }
 }
 
-// Unlinking a WAV of a gigabyte keeps the file system busy for a good part of a second, so it
-// happens on a worker thread; the save ends only when every such removal is done.
-void SaveToAudio::removeInBackground(const QString &path)
+// Unlinking a WAV of a gigabyte, or renaming a new one over an old target, keeps the file system
+// busy for a good part of a second, so such work happens on a worker thread; the save ends only
+// when all of it is done. `temporary` is the temporary file the work does away with.
+void SaveToAudio::inBackground(const QString &temporary, std::function<QString()> work)
 {
-    ++m_removals->pending;
-    QThreadPool::globalInstance()->start([removals = m_removals, path] {
-        QFile::remove(path);
-        const QMutexLocker lock(&removals->mutex);
-        removals->done.append(path);
-        --removals->pending;
+    ++m_files->pending;
+    QThreadPool::globalInstance()->start([files = m_files, temporary, work = std::move(work)] {
+        const QString error = work();
+        const QMutexLocker lock(&files->mutex);
+        files->settled.append(temporary);
+        if (!error.isEmpty())
+            files->errors.append(error);
+        --files->pending;
     });
 }
 
-bool SaveToAudio::settleRemovals()
+void SaveToAudio::removeInBackground(const QString &path)
 {
-    QStringList done;
+    inBackground(path, [path] {
+        QFile::remove(path);
+        return QString();
+    });
+}
+
+bool SaveToAudio::settleBackground()
+{
+    QStringList settled;
     {
-        const QMutexLocker lock(&m_removals->mutex);
-        done.swap(m_removals->done);
+        const QMutexLocker lock(&m_files->mutex);
+        settled.swap(m_files->settled);
+        m_errors.append(m_files->errors);
+        m_files->errors.clear();
     }
-    for (const QString &path : std::as_const(done))
+    for (const QString &path : std::as_const(settled))
         forget(path);
-    return m_removals->pending == 0;
+    return m_files->pending == 0;
 }
 
 bool SaveToAudio::external() const
@@ -540,17 +553,15 @@ bool SaveToAudio::closeVolume(bool endOfText)
     return true;
 }
 
-bool SaveToAudio::MoveAudioToTarget(const QString &In_Temp, const QString &In_Target)
+// The target appears in one step. Should that fail, the audio is not lost: it stays under its
+// temporary name, and the user is told.
+void SaveToAudio::MoveAudioToTarget(const QString &In_Temp, const QString &In_Target)
 {
-    QString error;
-    if (!ReplaceFile(In_Temp, In_Target, &error)) {
-        // The audio is not lost: it stays under its temporary name, and the user is told.
-        forget(In_Temp);
-        m_errors.append(error);
-        return false;
-    }
-    forget(In_Temp);
-    return true;
+    inBackground(In_Temp, [In_Temp, In_Target] {
+        QString error;
+        ReplaceFile(In_Temp, In_Target, &error);
+        return error;
+    });
 }
 
 void SaveToAudio::EncodeToMp3(const QString &wav, const QString &mp3, bool streaming)
@@ -615,7 +626,7 @@ void SaveToAudio::pumpEncoders()
 
 bool SaveToAudio::encodersDone()
 {
-    return settleRemovals() && m_volumes.isEmpty();
+    return settleBackground() && m_volumes.isEmpty();
 }
 
 // A volume whose encoding did not come to an end keeps its audio as a WAV of its own name.
@@ -778,7 +789,7 @@ void SaveToAudio::SaveStep()
             pumpEncoders();
             if (!encodersDone()) {
                 m_phase = Phase::Encoding;
-                progress(QStringLiteral("Encoding To Mp3..."), true);
+                progress(finishingCaption(), true);
                 s.TimerSpeech.setInterval(10);
                 return;
             }
@@ -833,16 +844,28 @@ void SaveToAudio::encodingStep()
     }
     pumpEncoders();
     if (!encodersDone()) {
-        progress(QStringLiteral("Encoding To Mp3..."), true);
+        progress(finishingCaption(), true);
         s.TimerSpeech.setInterval(10);
         return;
     }
     endSave();
 }
 
+// What the progress window says while the save waits for its encoders and file moves.
+QString SaveToAudio::finishingCaption() const
+{
+    const bool encoding =
+        std::any_of(m_volumes.begin(), m_volumes.end(), [](const Volume &v) { return v.encoder; });
+    return encoding ? QStringLiteral("Encoding To Mp3...") : QStringLiteral("Converting to wav...");
+}
+
 void SaveToAudio::endSave()
 {
     m_phase = Phase::Idle;
+    // A failed write ends the save at once; what was handed to worker threads before is
+    // settled first, so that its errors are told too.
+    while (!settleBackground())
+        QThread::msleep(5);
     restoreVolume();
     const bool beeps = BatchMode != 2 && !s.HiddenMode && !m_failed;
     if (beeps) {

@@ -123,17 +123,19 @@ private:
     bool openJoinedOutput(const QString &path);
     bool closeJoinedOutput();
     void AppendSapi4Audio(const QString &In_Path);
-    bool MoveAudioToTarget(const QString &In_Temp, const QString &In_Target);
+    void MoveAudioToTarget(const QString &In_Temp, const QString &In_Target);
     void EncodeToMp3(const QString &wav, const QString &mp3, bool streaming);
     void renderLine();
     bool engineDone(const QElapsedTimer &budget);
     void pumpEncoders();
     bool encodersDone();
+    void inBackground(const QString &temporary, std::function<QString()> work);
     void removeInBackground(const QString &path);
-    bool settleRemovals();
+    bool settleBackground();
     void keepAsWav(Volume &v);
     void writeFailed(const QString &error);
     void encodingStep();
+    QString finishingCaption() const;
     void endSave();
     void fail(const QString &message);
     void note(const QString &path);
@@ -141,16 +143,17 @@ private:
     void progress(const QString &what, bool grayed);
     void restoreVolume();
 
-    // Files being removed by worker threads, shared with them.
-    struct Removals
+    // File work of worker threads, shared with them.
+    struct BackgroundFiles
     {
         QMutex mutex;
-        QStringList done; // removed, to be forgotten by the journal
+        QStringList settled; // temporary files dealt with, to be forgotten by the journal
+        QStringList errors;
         std::atomic<int> pending = 0;
     };
 
     SpeechSession &s;
-    std::shared_ptr<Removals> m_removals;
+    std::shared_ptr<BackgroundFiles> m_files;
     Phase m_phase = Phase::Idle;
     PcmFormat m_format;
     QString m_lame;

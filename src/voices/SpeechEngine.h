@@ -78,8 +78,8 @@ public:
     // Waits up to timeoutMs, without serving events, until RunningState() is SRSEDone; true
     // when it is. The save step renders with it, so it must never stall the window for long.
     virtual bool WaitUntilDone(int timeoutMs);
-    // The same, but true as soon as nothing waits behind the text being rendered: a save hands
-    // over its next line then, so that the engine never idles between two lines.
+    // The same, but true as soon as there is room for more text behind what is being rendered:
+    // a save hands over its next line then, so that the engine never idles between two lines.
     virtual bool WaitForQueueRoom(int timeoutMs) { return WaitUntilDone(timeoutMs); }
 
 signals:

@@ -588,9 +588,14 @@ bool ThreadedEngine::CloseOutputFile(QString *error)
 
 bool ThreadedEngine::WaitForQueueRoom(int timeoutMs)
 {
+    // A few lines wait behind the one being rendered: a line takes the worker a few
+    // milliseconds, about what the window's event loop may keep the save's tick away, so with a
+    // single line waiting the worker would sit idle between ticks. The queue stays short, so a
+    // purge has little to throw away.
+    constexpr std::size_t LinesAhead = 8;
     std::unique_lock lock(d->mutex);
     return d->idle.wait_for(lock, std::chrono::milliseconds(std::max(0, timeoutMs)),
-                            [this] { return d->quitting || d->queue.empty(); });
+                            [this] { return d->quitting || d->queue.size() < LinesAhead; });
 }
 
 bool ThreadedEngine::HasOutputFile() const

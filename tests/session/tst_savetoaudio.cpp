@@ -15,6 +15,7 @@
 #include <QRegularExpression>
 #include <QSignalSpy>
 #include <QStandardPaths>
+#include <QSysInfo>
 #include <QTemporaryDir>
 #include <QTest>
 
@@ -367,6 +368,93 @@ private slots:
         QCOMPARE(dialogs.messages.size(), 1);
         QVERIFY(dialogs.messages.first().contains(QLatin1String("lame")));
         QVERIFY(!QFile::exists(this->path(QStringLiteral("nolame.mp3"))));
+        QCOMPARE(save().ExitStatus, 1);
+    }
+
+    // Journals of temporary files: those of a process that is gone are cleaned up at the next
+    // start, those of a running process (a save under way) and of other machines are not.
+    void temporaryFileJournals_data()
+    {
+        QTest::addColumn<QString>("owner");
+        QTest::addColumn<bool>("cleaned");
+        QTest::newRow("process gone") << QStringLiteral("gone") << true;
+        QTest::newRow("process running") << QStringLiteral("running") << false;
+        QTest::newRow("other machine") << QStringLiteral("elsewhere") << false;
+        QTest::newRow("garbage name") << QStringLiteral("garbage") << false;
+    }
+
+    void temporaryFileJournals()
+    {
+        QFETCH(QString, owner);
+        QFETCH(bool, cleaned);
+        QProcess sleeper; // a process of this machine that we know to be alive, or gone
+        sleeper.start(
+            QStringLiteral("sleep"),
+            {owner == QLatin1String("gone") ? QStringLiteral("0") : QStringLiteral("60")});
+        QVERIFY(sleeper.waitForStarted());
+        const qint64 pid = sleeper.processId();
+        if (owner == QLatin1String("gone"))
+            QVERIFY(sleeper.waitForFinished());
+        const QString host = owner == QLatin1String("elsewhere") ? QStringLiteral("other-host")
+                                                                 : QSysInfo::machineHostName();
+        const QString id =
+            owner == QLatin1String("garbage") ? QStringLiteral("x1") : QString::number(pid);
+
+        const QString folder = path(QStringLiteral("journal %1").arg(QTest::currentDataTag()));
+        QVERIFY(QDir().mkpath(folder));
+        const QStringList temporary{folder + QStringLiteral("/tonaris_temp.wav"),
+                                    folder + QStringLiteral("/tonaris_temp_002.wav"),
+                                    folder + QStringLiteral("/tonaris_SAPI4_temp.wav"),
+                                    folder + QStringLiteral("/.001_book.mp3.part")};
+        const QString finished = folder + QStringLiteral("/001_book.mp3");
+        for (const QString &f : temporary + QStringList{finished}) {
+            QFile file(f);
+            QVERIFY(file.open(QIODevice::WriteOnly));
+        }
+        QVERIFY(QDir().mkpath(SaveToAudio::JournalFolder()));
+        const QString journal = SaveToAudio::JournalFolder() +
+                                QStringLiteral("/unfinished-audio-%1-%2.txt").arg(host, id);
+        QFile j(journal);
+        QVERIFY(j.open(QIODevice::WriteOnly));
+        // A finished target noted by mistake is never deleted: only our own names are.
+        j.write((temporary + QStringList{finished}).join(u'\n').toUtf8() + '\n');
+        j.close();
+
+        QCOMPARE(SaveToAudio::FolderInUseByAnotherSave(folder), !cleaned);
+        SaveToAudio::CleanUpTemporaryFiles();
+        for (const QString &f : temporary)
+            QCOMPARE(QFile::exists(f), !cleaned);
+        QVERIFY(QFile::exists(finished));
+        QCOMPARE(QFile::exists(journal), !cleaned);
+
+        sleeper.kill();
+        sleeper.waitForFinished();
+        QFile::remove(journal);
+        QVERIFY(!SaveToAudio::FolderInUseByAnotherSave(folder));
+    }
+
+    // A second save into a folder where another Tonaris is saving is refused, and says why.
+    void folderOfAnotherSaveIsRefused()
+    {
+        QProcess other;
+        other.start(QStringLiteral("sleep"), {QStringLiteral("60")});
+        QVERIFY(other.waitForStarted());
+        const QString folder = path(QStringLiteral("busy"));
+        QVERIFY(QDir().mkpath(folder));
+        QVERIFY(QDir().mkpath(SaveToAudio::JournalFolder()));
+        QFile j(SaveToAudio::JournalFolder() + QStringLiteral("/unfinished-audio-%1-%2.txt")
+                                                   .arg(QSysInfo::machineHostName())
+                                                   .arg(other.processId()));
+        QVERIFY(j.open(QIODevice::WriteOnly));
+        j.write(QFile::encodeName(folder + QStringLiteral("/tonaris_temp.wav")) + '\n');
+        j.close();
+        QVERIFY(saveText(QStringLiteral("Refused."), folder + QStringLiteral("/mine"), 1));
+        other.kill();
+        other.waitForFinished();
+        j.remove();
+        QCOMPARE(dialogs.messages.size(), 1);
+        QVERIFY(dialogs.messages.first().contains(QLatin1String("Another Tonaris")));
+        QVERIFY(!QFile::exists(folder + QStringLiteral("/mine.wav")));
         QCOMPARE(save().ExitStatus, 1);
     }
 
