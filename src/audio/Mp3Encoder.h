@@ -45,6 +45,8 @@ public:
     // The WAV is finished and holds `bytes` bytes of samples.
     void setComplete(qint64 bytes);
     bool isSourceComplete() const { return m_complete; }
+    // Bytes of samples handed to lame so far.
+    qint64 fedBytes() const { return m_fed; }
 
     bool isFinished() const { return m_finished; }
     bool succeeded() const { return m_finished && m_error.isEmpty(); }

@@ -413,6 +413,8 @@ void SaveToAudio::StartSaving()
     s.SplitNow = false;
     Aborted = false;
     SaveProgress = 0;
+    m_closedBytes = 0;
+    m_encodedBytes = 0;
     m_volumes.clear();
     AudioTempPath = tempPathFor(1);
     m_format = EnginePcmFormat;
@@ -540,6 +542,7 @@ bool SaveToAudio::closeVolume(bool endOfText)
     if (current != m_volumes.end() && !Aborted) {
         current->complete = true;
         current->bytes = bytes;
+        m_closedBytes += bytes;
         if (current->encoder)
             current->encoder->setComplete(bytes);
     } else {
@@ -609,6 +612,7 @@ void SaveToAudio::pumpEncoders()
                 e->setAvailable(std::max<qint64>(0, s.voice()->OutputFileBytes()));
         }
         if (e->isFinished()) {
+            m_encodedBytes += it->bytes;
             forget(e->partPath());
             if (e->succeeded()) {
                 removeInBackground(it->wavPath);
@@ -746,9 +750,7 @@ void SaveToAudio::SaveStep()
             return;
         }
 
-        SaveProgress = s.SpeechLineCount > 0
-                           ? std::min(100, s.SpeechLineIndex * 100 / s.SpeechLineCount)
-                           : 100;
+        updateProgress();
         progress(QStringLiteral("Converting to wav..."), false);
 
         if (s.SpeechRequest == SpeechSession::RequestAbortSave) {
@@ -844,11 +846,37 @@ void SaveToAudio::encodingStep()
     }
     pumpEncoders();
     if (!encodersDone()) {
+        updateProgress();
         progress(finishingCaption(), true);
         s.TimerSpeech.setInterval(10);
         return;
     }
     endSave();
+}
+
+// Lines rendered, of all lines. An MP3 save lasts as long as its encoders, which run far behind
+// the engine, so its progress is the audio handed to them, of all the audio there will be as the
+// lines rendered so far suggest; it never goes back.
+void SaveToAudio::updateProgress()
+{
+    const int lines =
+        s.SpeechLineCount > 0 ? std::min(100, s.SpeechLineIndex * 100 / s.SpeechLineCount) : 100;
+    if (AudioFileType != FileTypeMp3 || Aborted || s.SpeechLineIndex <= 0) {
+        SaveProgress = lines;
+        return;
+    }
+    qint64 rendered = m_closedBytes;
+    if (m_phase == Phase::Rendering && s.voice())
+        rendered += std::max<qint64>(0, s.voice()->OutputFileBytes());
+    qint64 encoded = m_encodedBytes;
+    for (const Volume &v : std::as_const(m_volumes))
+        if (v.encoder)
+            encoded += v.encoder->fedBytes();
+    if (rendered <= 0)
+        return;
+    const double all =
+        double(rendered) * s.SpeechLineCount / std::min(s.SpeechLineIndex, s.SpeechLineCount);
+    SaveProgress = std::clamp(std::max(SaveProgress, int(100.0 * double(encoded) / all)), 0, 100);
 }
 
 // What the progress window says while the save waits for its encoders and file moves.

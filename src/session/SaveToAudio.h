@@ -136,6 +136,7 @@ private:
     void writeFailed(const QString &error);
     void encodingStep();
     QString finishingCaption() const;
+    void updateProgress();
     void endSave();
     void fail(const QString &message);
     void note(const QString &path);
@@ -159,6 +160,8 @@ private:
     QString m_lame;
     QList<Volume> m_volumes;
     QStringList m_errors;
+    qint64 m_closedBytes = 0;  // audio of the volumes closed for their encoders
+    qint64 m_encodedBytes = 0; // audio of the volumes whose encoders have ended
     int m_savedVolume = -1;
     int m_savedLeft = -1;
     int m_savedRight = -1;
