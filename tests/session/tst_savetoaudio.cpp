@@ -400,6 +400,21 @@ private slots:
         QCOMPARE(save().ExitStatus, 1);
     }
 
+    // A target that cannot be replaced (here a folder of that name) is reported, and the audio
+    // stays under its temporary name.
+    void failedMoveKeepsTheAudio()
+    {
+        const QString folder = path(QStringLiteral("unmovable"));
+        QVERIFY(QDir().mkpath(folder + QStringLiteral("/book.wav")));
+        QVERIFY(
+            saveText(QStringLiteral("Kept all the same."), folder + QStringLiteral("/book"), 1));
+        QCOMPARE(dialogs.messages.size(), 1);
+        QVERIFY2(dialogs.messages.first().contains(QLatin1String("Cannot move")),
+                 qPrintable(dialogs.messages.first()));
+        QVERIFY(duration(folder + QStringLiteral("/tonaris_temp.wav")) > 0.5);
+        QCOMPARE(save().ExitStatus, 1);
+    }
+
     void missingLame()
     {
         // A program folder without lame and a PATH without it.
