@@ -882,9 +882,8 @@ void SaveToAudio::updateProgress()
 // What the progress window says while the save waits for its encoders and file moves.
 QString SaveToAudio::finishingCaption() const
 {
-    const bool encoding =
-        std::any_of(m_volumes.begin(), m_volumes.end(), [](const Volume &v) { return v.encoder; });
-    return encoding ? QStringLiteral("Encoding To Mp3...") : QStringLiteral("Converting to wav...");
+    return AudioFileType == FileTypeMp3 && !Aborted ? QStringLiteral("Encoding To Mp3...")
+                                                    : QStringLiteral("Converting to wav...");
 }
 
 void SaveToAudio::endSave()
