@@ -413,7 +413,6 @@ void SaveToAudio::StartSaving()
     s.SplitNow = false;
     Aborted = false;
     SaveProgress = 0;
-    m_closedBytes = 0;
     m_encodedBytes = 0;
     m_volumes.clear();
     AudioTempPath = tempPathFor(1);
@@ -542,7 +541,6 @@ bool SaveToAudio::closeVolume(bool endOfText)
     if (current != m_volumes.end() && !Aborted) {
         current->complete = true;
         current->bytes = bytes;
-        m_closedBytes += bytes;
         if (current->encoder)
             current->encoder->setComplete(bytes);
     } else {
@@ -865,13 +863,17 @@ void SaveToAudio::updateProgress()
         SaveProgress = lines;
         return;
     }
-    qint64 rendered = m_closedBytes;
-    if (m_phase == Phase::Rendering && s.voice())
-        rendered += std::max<qint64>(0, s.voice()->OutputFileBytes());
+    // Volumes whose encoders have ended were rendered and encoded whole.
+    qint64 rendered = m_encodedBytes;
     qint64 encoded = m_encodedBytes;
-    for (const Volume &v : std::as_const(m_volumes))
+    for (const Volume &v : std::as_const(m_volumes)) {
+        if (v.complete)
+            rendered += v.bytes;
+        else if (s.voice())
+            rendered += std::max<qint64>(0, s.voice()->OutputFileBytes()); // being written
         if (v.encoder)
             encoded += v.encoder->fedBytes();
+    }
     if (rendered <= 0)
         return;
     const double all =

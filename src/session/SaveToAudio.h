@@ -160,7 +160,6 @@ private:
     QString m_lame;
     QList<Volume> m_volumes;
     QStringList m_errors;
-    qint64 m_closedBytes = 0;  // audio of the volumes closed for their encoders
     qint64 m_encodedBytes = 0; // audio of the volumes whose encoders have ended
     int m_savedVolume = -1;
     int m_savedLeft = -1;

@@ -431,13 +431,13 @@ private slots:
     }
 
     // Journals of temporary files: those of a process that is gone are cleaned up at the next
-    // start, those of a running process (a save under way) and of other machines are not.
+    // start, and only names of our own making go; those of other machines and garbled names are
+    // left alone. (A running save's journal is the command-line test's.)
     void temporaryFileJournals_data()
     {
         QTest::addColumn<QString>("owner");
         QTest::addColumn<bool>("cleaned");
         QTest::newRow("process gone") << QStringLiteral("gone") << true;
-        QTest::newRow("process running") << QStringLiteral("running") << false;
         QTest::newRow("other machine") << QStringLiteral("elsewhere") << false;
         QTest::newRow("garbage name") << QStringLiteral("garbage") << false;
     }
@@ -446,14 +446,11 @@ private slots:
     {
         QFETCH(QString, owner);
         QFETCH(bool, cleaned);
-        QProcess sleeper; // a process of this machine that we know to be alive, or gone
-        sleeper.start(
-            QStringLiteral("sleep"),
-            {owner == QLatin1String("gone") ? QStringLiteral("0") : QStringLiteral("60")});
-        QVERIFY(sleeper.waitForStarted());
-        const qint64 pid = sleeper.processId();
-        if (owner == QLatin1String("gone"))
-            QVERIFY(sleeper.waitForFinished());
+        QProcess gone; // its number belongs to no running process of this machine
+        gone.start(QStringLiteral("true"), {});
+        QVERIFY(gone.waitForStarted());
+        const qint64 pid = gone.processId();
+        QVERIFY(gone.waitForFinished());
         const QString host = owner == QLatin1String("elsewhere") ? QStringLiteral("other-host")
                                                                  : QSysInfo::machineHostName();
         const QString id =
@@ -475,7 +472,7 @@ private slots:
                                 QStringLiteral("/unfinished-audio-%1-%2.txt").arg(host, id);
         QFile j(journal);
         QVERIFY(j.open(QIODevice::WriteOnly));
-        // A finished target noted by mistake is never deleted: only our own names are.
+        // A finished target noted by mistake is never deleted.
         j.write((temporary + QStringList{finished}).join(u'\n').toUtf8() + '\n');
         j.close();
 
@@ -485,11 +482,7 @@ private slots:
             QCOMPARE(QFile::exists(f), !cleaned);
         QVERIFY(QFile::exists(finished));
         QCOMPARE(QFile::exists(journal), !cleaned);
-
-        sleeper.kill();
-        sleeper.waitForFinished();
         QFile::remove(journal);
-        QVERIFY(!SaveToAudio::FolderInUseByAnotherSave(folder));
     }
 
     void externalVoiceJoinsLines()
