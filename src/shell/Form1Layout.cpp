@@ -10,6 +10,7 @@
 #include <QComboBox>
 #include <QEvent>
 #include <QGroupBox>
+#include <QGuiApplication>
 #include <QHBoxLayout>
 #include <QLabel>
 #include <QMenuBar>
@@ -269,8 +270,10 @@ void Form1::arrangeWindow()
     resize(design.width(), design.height() + bars);
     Resizer1->setMinSizeLimit(true);
     // Where the screen can hold it, the window manager keeps the window from getting smaller.
+    // (The offscreen platform of hidden runs has no window manager to tell.)
     const QSize screen = this->screen() ? this->screen()->availableGeometry().size() : QSize();
-    if (screen.width() >= width() && screen.height() >= height())
+    if (screen.width() >= width() && screen.height() >= height() &&
+        QGuiApplication::platformName() != QLatin1String("offscreen"))
         setMinimumSize(size());
     area->installEventFilter(this);
     ResizeAllowed = true;
