@@ -332,6 +332,8 @@ public:
 private:
     void buildDocumentControls();
     void buildFontFrame();
+    // False, after its one message, when the speech engine could not be started.
+    bool engineStarted();
     void startUpDocuments();
     void saveDocumentSettings(IniFile &ini);
     void unloadOtherWindows();
@@ -347,6 +349,12 @@ private:
     QString m_lastSavedFilename;
     int m_lastCursorPosition = 0;
     bool m_startFailed = false;
+
+    // ---- How the program was started (Form1Startup.cpp) -------------------------------------
+public:
+    // False on a platform without a screen (offscreen, minimal): a hidden run stays unseen.
+    static bool HasDisplay();
+    // ---- end of how the program was started ----
 };
 
 } // namespace tonaris

@@ -102,8 +102,9 @@ void Form1::buildAudioControls(QWidget *parent, QVBoxLayout *side)
 
     ComboAudioOutput = makeCombo(parent, lists, "FrameAudioOutput", "Audio Output",
                                  "LabelAudioOutput", "Ou&tput device", "ComboAudioOutput");
-    for (const QAudioDevice &device : QMediaDevices::audioOutputs())
-        ComboAudioOutput->addItem(device.description(), device.id());
+    if (AudioOutput::devicesWanted())
+        for (const QAudioDevice &device : QMediaDevices::audioOutputs())
+            ComboAudioOutput->addItem(device.description(), device.id());
     ComboAudioFormat = makeCombo(parent, lists, "FrameAudioFormats", "Audio Format",
                                  "LabelAudioFormat", "&Format", "ComboAudioFormat");
     for (int code : OfferedAudioFormatCodes()) {

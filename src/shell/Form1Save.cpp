@@ -302,6 +302,14 @@ int Form1::ExitStatus() const
 bool Form1::RunCommandLine(const CommandLine &commandLine)
 {
     m_session.HiddenMode = commandLine.hidden;
+    if (m_startFailed || VoiceCount() == 0) {
+        // The reason has been told. Without a voice the window stays, empty and dead, and its
+        // command line is not looked at; a hidden run has nothing left to show and ends.
+        if (!m_startFailed && !commandLine.hidden)
+            return true;
+        m_commandLineStatus = 1;
+        return false;
+    }
     auto failure = [this](const QString &message) {
         m_commandLineStatus = 1;
         Dialogs::instance()->message(this, message, Dialogs::Exclamation,
