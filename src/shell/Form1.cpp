@@ -185,6 +185,7 @@ void Form1::buildWindow()
 
     StatusBar = new QLabel(this);
     StatusBar->setObjectName(QStringLiteral("StatusBar"));
+    StatusBar->setProperty(UntranslatedProperty, true); // the status words stay as they are
     StatusBarVoice = new QLabel(this);
     StatusBarVoice->setObjectName(QStringLiteral("StatusBarVoice"));
     ImagePuntoSpento =

@@ -62,9 +62,11 @@ void setCaption(QWidget *w, const QString &text)
         menu->setTitle(text);
 }
 
-bool isQtHelper(const QObject *o)
+// Qt's own helpers, and controls whose words are kept as they are (the status words).
+bool isLeftAlone(const QObject *o)
 {
-    return o->objectName().startsWith(QLatin1String("qt_"));
+    return o->objectName().startsWith(QLatin1String("qt_")) ||
+           o->property(UntranslatedProperty).toBool();
 }
 
 // The controls of a window in creation order, then the actions of its menus. A submenu's
@@ -73,7 +75,7 @@ void collect(QWidget *form, QList<QWidget *> &controls, QList<QAction *> &action
 {
     QSet<QAction *> seen;
     for (QWidget *w : form->findChildren<QWidget *>()) {
-        if (isQtHelper(w))
+        if (isLeftAlone(w))
             continue;
         controls.append(w);
         if (auto *menu = qobject_cast<QMenu *>(w)) {
