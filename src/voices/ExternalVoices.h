@@ -91,7 +91,9 @@ QList<ExternalVoice> readEnginesFile(const QString &path, QStringList *warnings 
 // Decimal text passes through; anything unknown gives "".
 QString decimalLanguageCode(const QString &tagOrCode);
 
-// The text as these programs should hear it: every complete "<...>" removed.
+// The text as these programs should hear it: the plain text the tag interpreter leaves, so
+// the tags it knows (and other well-formed markup) go, while text such as "x < 5", arrows or
+// "<someone@example.com>" stays.
 QString stripInlineTags(const QString &text);
 
 // The voice's arguments with the placeholders filled.
