@@ -241,6 +241,12 @@ void Form1::BuildVoiceCatalogue()
         found = Voice->GetVoices();
     }
     Voices = BuildVoiceRecords(found, kind);
+    // A rebuild erases what each voice kept; until the next start the sliders' values stand in.
+    for (VoiceRecord &voice : Voices) {
+        voice.Volume = quint8(CurrentVolume());
+        voice.Speed = qint16(CurrentSpeed());
+        voice.Pitch = qint16(CurrentPitch());
+    }
     for (const VoiceMenuGroup &group : BuildVoiceMenus(Voices, kind)) {
         QMenu *menu = LanguageMenus[group.group];
         if (!menu)
