@@ -340,6 +340,8 @@ void Form1::ImpostaVoce(int &In_NumVoce)
         applySpeed(CurrentSpeed());
         applyPitch(CurrentPitch());
         VoceSAPI4Selezionata = In_NumVoce;
+        // The voice's own rate rather than 11 kHz 16 Bit Mono: a 22 kHz neural voice would be
+        // down-sampled otherwise.
         if (menuAutoSelectAudioFormat->isChecked() && idle) {
             DSS->SetAudioFormatType(DSS->voices().at(In_NumVoce).formatCode);
             ShowCurrentAudioFormat();

@@ -256,9 +256,6 @@ private slots:
         QVERIFY(visibleItems("MenuGreek").isEmpty());
         QVERIFY(!child<QComboBox>("ComboAudioOutput")->isEnabled());
         QVERIFY(!child<QAction>("menuTAGValidityOnlyForCurrentLine")->isVisible());
-        // Auto format on: the voice's own, 16 kHz 16 Bit Mono.
-        QCOMPARE(child<QComboBox>("ComboAudioFormat")->currentText(),
-                 QStringLiteral("16 kHz 16 Bit Mono"));
         // The speed range is centred on the voice's default: 80..120 around 100.
         w->SetSpeedSlider(10);
         QCOMPARE(w->externalVoice()->Speed(), 120);
@@ -271,6 +268,15 @@ private slots:
         QVERIFY(child<QComboBox>("ComboAudioOutput")->isEnabled());
         QVERIFY(child<QAction>("menuTAGValidityOnlyForCurrentLine")->isVisible());
         QVERIFY(visibleItems("menuFrench").isEmpty());
+    }
+
+    // The automatic format gives an external voice the rate its program writes (16 kHz here)
+    // rather than 11 kHz, which would down-sample the 22 kHz neural voices.
+    void externalVoiceKeepsItsOwnRateSoItIsNotDownSampled()
+    {
+        child<QAction>("menuSAPI4")->trigger();
+        QCOMPARE(child<QComboBox>("ComboAudioFormat")->currentText(),
+                 QStringLiteral("16 kHz 16 Bit Mono"));
     }
 
     void engineFamilyIsRemembered()
