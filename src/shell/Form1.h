@@ -246,7 +246,9 @@ private:
     QAction *menuConfigureVoicesIndependently = nullptr;
     QAction *menuAlwaysSaveAudioWithMaxVolume = nullptr;
     QAction *menuOnVoiceSelectSpeakCountryToo = nullptr;
-    bool EventsSuppressed = false;
+    // Above 0, the voice list, the format list and the engine menus do their bookkeeping only;
+    // each programmatic change raises it first and lowers it after, so raises may nest.
+    int EventsSuppressed = 0;
 
     // ---- Text preparation (Form1TextPrep.cpp): the popup's special and custom tags, the
     // second voice of quoted passages, conversions tables and return carriage removal.

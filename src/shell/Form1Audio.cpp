@@ -251,7 +251,7 @@ void Form1::ComboAudioOutput_Click()
 
 void Form1::ComboAudioFormat_Click()
 {
-    if (EventsSuppressed)
+    if (EventsSuppressed > 0)
         return;
     const int index = ComboAudioFormat->currentIndex();
     if (index < 0)
@@ -277,9 +277,9 @@ void Form1::ShowCurrentAudioFormat()
     const int index = ComboAudioFormat->findData(engine->AudioFormatType());
     if (index < 0)
         return; // a format we do not offer leaves the list where it was
-    EventsSuppressed = true;
+    ++EventsSuppressed;
     ComboAudioFormat->setCurrentIndex(index);
-    EventsSuppressed = false;
+    --EventsSuppressed;
     (m_session.EngineKind == EngineKindExternal ? AudioFormatIndexSapi4 : AudioFormatIndexSapi5) =
         index;
 }

@@ -201,7 +201,7 @@ void Form1::startVoices()
     }
     menuSAPI4->setEnabled(DSS != nullptr);
 
-    EventsSuppressed = true;
+    ++EventsSuppressed; // lowered once the settings are read and the voice is bound
     IniFile ini(SettingsFilePath());
     const QString family =
         ini.existed() ? ini.read(QStringLiteral("Settings"), QStringLiteral("SpeechInterface"),
@@ -265,12 +265,11 @@ void Form1::BuildVoiceCatalogue()
 
 void Form1::fillVoiceCombo()
 {
-    const bool suppressed = EventsSuppressed;
-    EventsSuppressed = true;
+    ++EventsSuppressed;
     ComboVoci->clear();
     for (const VoiceRecord &voice : Voices)
         ComboVoci->addItem(VoiceComboText(voice, m_session.EngineKind));
-    EventsSuppressed = suppressed;
+    --EventsSuppressed;
 }
 
 void Form1::RefreshVoiceList()
@@ -389,7 +388,7 @@ void Form1::PrepareVoiceGreeting()
 void Form1::ComboVoci_Click()
 {
     SelectedVoice = ComboVoci->currentIndex();
-    if (EventsSuppressed || SelectedVoice < 0)
+    if (EventsSuppressed > 0 || SelectedVoice < 0)
         return;
     if (m_session.SpeechState == SpeechSession::StateSpeaking ||
         m_session.SpeechState == SpeechSession::StateRecognizing) {
@@ -426,9 +425,9 @@ void Form1::ImageBandiera_DblClick()
 
 void Form1::subMenuVoice_Click(int voiceIndex)
 {
-    EventsSuppressed = true;
+    ++EventsSuppressed;
     ComboVoci->setCurrentIndex(voiceIndex);
-    EventsSuppressed = false;
+    --EventsSuppressed;
     ImpostaVoce(SelectedVoice);
     InsertVoiceLine();
 }
@@ -531,7 +530,7 @@ void Form1::switchEngine(int kind)
     other->setChecked(false);
     m_engineMenu = kind;
     BoundVoice = -1;
-    if (!EventsSuppressed)
+    if (EventsSuppressed == 0)
         RefreshVoiceList();
 }
 
