@@ -307,7 +307,7 @@ QList<ExternalVoice> readEnginesFile(const QString &path, QStringList *warnings)
             else if (key == QLatin1String("description"))
                 description = value;
             else if (key == QLatin1String("age"))
-                v.age = value;
+                v.info.age = value;
             else if (key == QLatin1String("speed"))
                 broken |= !parseRange(value, v.speedMin, v.speedDefault, v.speedMax);
             else if (key == QLatin1String("pitch"))

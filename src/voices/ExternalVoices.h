@@ -15,7 +15,6 @@ namespace tonaris {
 struct ExternalVoice
 {
     VoiceInfo info;
-    QString age;           // decimal text, "" when unknown
     QString program;       // a name looked up on PATH, or a path taken as it stands
     QStringList arguments; // already split; placeholders are filled per text (see below)
     QString voice;         // what {voice} stands for
