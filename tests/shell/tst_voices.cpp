@@ -164,6 +164,30 @@ private slots:
     }
 
     // A pick in the popup binds without a greeting and writes or replaces the #VOICE line.
+    // A voice the engine no longer has: the message, and the voice in use stays.
+    void brokenVoiceIsTold()
+    {
+        voice->voices.removeAt(2); // Paolo is gone from the engine, not from the list
+        combo()->setCurrentIndex(2);
+        QCOMPARE(dialogs.messages.size(), 1);
+        QVERIFY(dialogs.messages.first().startsWith(
+            QStringLiteral("The voice you have selected isn't working.")));
+        QCOMPARE(voice->currentVoice, QStringLiteral("it1"));
+    }
+
+    // A voice chosen while a save runs is bound for the next line, but the file's format stays
+    // and nothing is announced into the save.
+    void voiceChosenDuringASave()
+    {
+        voice->format = 10;
+        w->session().SpeechState = SpeechSession::StateSaving;
+        combo()->setCurrentIndex(2);
+        w->session().SpeechState = SpeechSession::StateIdle;
+        QCOMPARE(voice->currentVoice, QStringLiteral("it2"));
+        QCOMPARE(voice->format, 10);
+        QVERIFY(voice->spoken().isEmpty());
+    }
+
     void popupWritesTheVoiceLine_data()
     {
         QTest::addColumn<QString>("text");
