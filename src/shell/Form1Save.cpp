@@ -183,8 +183,7 @@ void Form1::buildSaveMenus()
     m_formWaitToSaving = new FormWaitToSaving(this);
     m_formWaitToSaving->hide();
     connect(m_formWaitToSaving, &FormWaitToSaving::abortRequested, this, [this] {
-        m_session.AbortSaveToFile();
-        m_session.saver().KillEncoders();
+        m_session.AbortSaveToFile(); // the save step stops what the abort concerns
         m_session.SetTimerFast();
     });
     save.AggiornaFormWaitToSaving = [this](const QString &m1, const QString &m2, bool grayed,
