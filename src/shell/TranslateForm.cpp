@@ -94,6 +94,15 @@ int entryOf(const QString &text)
     return text.isEmpty() ? -1 : MultiLang::EntryIndex(text);
 }
 
+const char TranslationKeyProperty[] = "translationKey";
+
+// What an action is looked up by: the caption it was given, before a second mnemonic went.
+QString keyOf(const QAction *a)
+{
+    const QVariant key = a->property(TranslationKeyProperty);
+    return key.isValid() ? key.toString() : a->text();
+}
+
 } // namespace
 
 void TranslateForm(QWidget *form)
@@ -113,14 +122,37 @@ void TranslateForm(QWidget *form)
         // The entries are searched in file order, the caption first at each: the earlier hit
         // is the only change.
         if (caption >= 0 && (tip < 0 || caption <= tip))
-            setCaption(w, MultiLang::EntryValue(caption));
+            setCaption(w, OneMnemonic(MultiLang::EntryValue(caption)));
         else if (tip >= 0)
             w->setToolTip(MultiLang::EntryValue(tip));
     }
     for (QAction *a : actions) {
-        if (const int e = entryOf(a->text()); e >= 0)
-            a->setText(MultiLang::EntryValue(e));
+        if (const int e = entryOf(keyOf(a)); e >= 0)
+            a->setText(OneMnemonic(MultiLang::EntryValue(e)));
     }
+}
+
+QString OneMnemonic(const QString &caption)
+{
+    QList<qsizetype> marks; // the single "&"s
+    for (qsizetype i = 0; i < caption.size(); ++i) {
+        if (caption[i] != u'&')
+            continue;
+        if (i + 1 < caption.size() && caption[i + 1] == u'&')
+            ++i;
+        else
+            marks.append(i);
+    }
+    QString out = caption;
+    for (qsizetype k = marks.size() - 2; k >= 0; --k) // from the back, so positions hold
+        out.remove(marks[k], 1);
+    return out;
+}
+
+void setCaptionWithOneMnemonic(QAction *action, const QString &caption)
+{
+    action->setProperty(TranslationKeyProperty, caption);
+    action->setText(OneMnemonic(caption));
 }
 
 QList<FormText> FormTexts(QWidget *form)
@@ -144,7 +176,7 @@ QList<FormText> FormTexts(QWidget *form)
             add(w, FormText::ToolTip, w->toolTip());
     }
     for (QAction *a : actions)
-        add(a, FormText::Caption, a->text());
+        add(a, FormText::Caption, keyOf(a));
     return texts;
 }
 

@@ -124,7 +124,7 @@ private slots:
         QCOMPARE(edit.mid(replace, 5),
                  (QStringList{"&Replace\tCTRL+R", "Apply Conversions &Table",
                               "Remove &Inappropriate Return Carriages",
-                              "Remove &Inappropriate Return Carriages (&Hard)", "&Word Wrap"}));
+                              "Remove Inappropriate Return Carriages (&Hard)", "&Word Wrap"}));
     }
 
     void specialTagSelectsItsValue_data()
