@@ -7,7 +7,6 @@
 #include "config/AppPaths.h"
 #include "config/KelIni.h"
 #include "shell/FormQuotedTextOptions.h"
-#include "shell/TranslateForm.h"
 #include "textprep/ConversionsTable.h"
 #include "textprep/CustomTags.h"
 #include "textprep/InlineTags.h"
@@ -149,10 +148,8 @@ void Form1::buildTextPrepMenus()
         makeItem(menuEdit, "menuApplyConversionsTable", "Apply Conversions &Table");
     menuRemoveNewLine =
         makeItem(menuEdit, "menuRemoveNewLine", "Remove &Inappropriate Return Carriages");
-    menuRemoveNewLineHard = makeItem(menuEdit, "menuRemoveNewLineHard", "");
-    // Two mnemonics would leave one "&" for a screen reader to say: "(&Hard)" keeps its own.
-    setCaptionWithOneMnemonic(menuRemoveNewLineHard,
-                              QStringLiteral("Remove &Inappropriate Return Carriages (&Hard)"));
+    menuRemoveNewLineHard = makeItem(menuEdit, "menuRemoveNewLineHard",
+                                     "Remove Inappropriate Return Carriages (&Hard)");
     menuEdit->insertActions(before,
                             {menuApplyConversionsTable, menuRemoveNewLine, menuRemoveNewLineHard});
     connect(menuApplyConversionsTable, &QAction::triggered, this,

@@ -94,15 +94,6 @@ int entryOf(const QString &text)
     return text.isEmpty() ? -1 : MultiLang::EntryIndex(text);
 }
 
-const char TranslationKeyProperty[] = "translationKey";
-
-// What an action is looked up by: the caption it was given, before a second mnemonic went.
-QString keyOf(const QAction *a)
-{
-    const QVariant key = a->property(TranslationKeyProperty);
-    return key.isValid() ? key.toString() : a->text();
-}
-
 } // namespace
 
 void TranslateForm(QWidget *form)
@@ -127,7 +118,7 @@ void TranslateForm(QWidget *form)
             w->setToolTip(MultiLang::EntryValue(tip));
     }
     for (QAction *a : actions) {
-        if (const int e = entryOf(keyOf(a)); e >= 0)
+        if (const int e = entryOf(a->text()); e >= 0)
             a->setText(OneMnemonic(MultiLang::EntryValue(e)));
     }
 }
@@ -147,12 +138,6 @@ QString OneMnemonic(const QString &caption)
     for (qsizetype k = marks.size() - 2; k >= 0; --k) // from the back, so positions hold
         out.remove(marks[k], 1);
     return out;
-}
-
-void setCaptionWithOneMnemonic(QAction *action, const QString &caption)
-{
-    action->setProperty(TranslationKeyProperty, caption);
-    action->setText(OneMnemonic(caption));
 }
 
 QList<FormText> FormTexts(QWidget *form)
@@ -176,7 +161,7 @@ QList<FormText> FormTexts(QWidget *form)
             add(w, FormText::ToolTip, w->toolTip());
     }
     for (QAction *a : actions)
-        add(a, FormText::Caption, keyOf(a));
+        add(a, FormText::Caption, a->text());
     return texts;
 }
 

@@ -3,7 +3,6 @@
 #include <QList>
 #include <QString>
 
-class QAction;
 class QObject;
 class QWidget;
 
@@ -31,12 +30,9 @@ void TranslateForm(QWidget *form);
 inline constexpr char UntranslatedProperty[] = "untranslated";
 
 // A caption with several mnemonics keeps only its last one ("&&", an ampersand, stays): a
-// screen reader hears a caption without its one "&", never a second "&".
+// screen reader hears a caption without its one "&", never a second "&". TranslateForm puts
+// every translated caption through it.
 QString OneMnemonic(const QString &caption);
-
-// Shows a caption with several mnemonics with its last one only, while TranslateForm keeps
-// looking it up as given, which is what language files know.
-void setCaptionWithOneMnemonic(QAction *action, const QString &caption);
 
 // The texts TranslateForm looks at, in the order it looks; empty ones left out. Qt's own
 // helper widgets ("qt_" names) are not the program's and are skipped, and so are controls
