@@ -382,6 +382,22 @@ public:
     // False on a platform without a screen (offscreen, minimal): a hidden run stays unseen.
     static bool HasDisplay();
     // ---- end of how the program was started ----
+
+    // ---- What follows the bound voice (Form1VoiceFollowers.cpp) -----------------------------
+public:
+    // The conversation's rule: a reply fits the voice (a personality that answers in its gender
+    // and language). Unset, none fits, and CheckIA stays disabled.
+    std::function<bool(const VoiceRecord &voice)> ReplyFitsVoice;
+    // Draws the idle face of character `index` (0..2) of a gender; set by the character. Unset,
+    // the faces are given out all the same.
+    std::function<void(bool female, int index)> DrawCharacterIdle;
+
+private:
+    // After each bind: CheckIA by the reply rule, and, while the character is shown, the face
+    // of the voice's gender (each voice keeps the face it got first).
+    void followBoundVoice(int voiceIndex);
+    int m_lastCharacter[2] = {2, 2}; // male, female: the next voice takes the next of three
+    // ---- end of what follows the bound voice ----
 };
 
 } // namespace tonaris

@@ -197,6 +197,7 @@ void Form1::startVoices()
         m_session.setExternalVoice(DSS);
     }
     menuSAPI4->setEnabled(DSS != nullptr);
+    connect(this, &Form1::voiceBound, this, &Form1::followBoundVoice);
 
     ++EventsSuppressed; // lowered once the settings are read and the voice is bound
     IniFile ini(SettingsFilePath());

@@ -12,6 +12,7 @@
 #include "voices/ExternalVoiceEngine.h"
 
 #include <QAction>
+#include <QCheckBox>
 #include <QComboBox>
 #include <QLabel>
 #include <QMenu>
@@ -186,6 +187,21 @@ private slots:
         QCOMPARE(voice->currentVoice, QStringLiteral("it2"));
         QCOMPARE(voice->format, 10);
         QVERIFY(voice->spoken().isEmpty());
+    }
+
+    // A bind reaches what follows the voice: the reply check box by the conversation's rule, and
+    // the character, whose three faces a gender go round, each voice keeping its own.
+    void bindReachesReplyAndCharacter()
+    {
+        QList<int> faces;
+        w->ReplyFitsVoice = [](const VoiceRecord &v) { return v.Language == QLatin1String("410"); };
+        w->DrawCharacterIdle = [&](bool female, int index) { faces.append(female ? index : -1); };
+        auto *reply = child<QCheckBox>("CheckIA");
+        for (int i : {1, 2, 3, 0}) { // Astrid, Paolo, Yuki, then Lucia, bound first, again
+            combo()->setCurrentIndex(i);
+            QCOMPARE(reply->isEnabled(), i == 2 || i == 0);
+        }
+        QCOMPARE(faces, (QList<int>{1, 2, 0, 0}));
     }
 
     void popupWritesTheVoiceLine_data()
