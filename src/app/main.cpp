@@ -102,9 +102,9 @@ int main(int argc, char *argv[])
     tonaris::ConsoleDialogs consoleDialogs; // a hidden run tells its messages on standard error
     tonaris::Dialogs::install(commandLine.hidden ? static_cast<tonaris::Dialogs *>(&consoleDialogs)
                                                  : &widgetDialogs);
-    // A render to a file needs no output device.
-    tonaris::AudioOutput::setDevicesWanted(
-        !(commandLine.hidden && commandLine.action == tonaris::CommandLine::Save));
+    // Of the hidden runs only /play needs an output device: a render to a file does not.
+    tonaris::AudioOutput::setDevicesWanted(!commandLine.hidden ||
+                                           commandLine.action == tonaris::CommandLine::Play);
     int status = 0;
     {
         tonaris::Form1 window;

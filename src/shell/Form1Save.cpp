@@ -350,8 +350,10 @@ bool Form1::RunCommandLine(const CommandLine &commandLine)
                 return failure(readError);
             return true;
         }
-        if (!canSpeak() && commandLine.hidden)
-            return failure(Translate(QStringLiteral("No audio devices available")));
+        if (!canSpeak() && commandLine.hidden) {
+            m_commandLineStatus = 1; // "No audio devices available" was told at start-up
+            return false;
+        }
         if (!commandLine.hidden) {
             showMinimized();
             Text1->setFocus();

@@ -128,6 +128,9 @@ private slots:
             << QStringList{"/hidden", "/wav", "no such.txt"} << "no such.txt" << QStringList{};
         QTest::newRow("no lame") << QStringList{"/hidden", "/mp3", "BOOK", "nolame"} << "lame"
                                  << QStringList{"PATH=/nonexistent"};
+        QTest::newRow("a window without a display")
+            << QStringList{"BOOK"} << "no display"
+            << QStringList{"QT_QPA_PLATFORM=", "DISPLAY=", "WAYLAND_DISPLAY="};
     }
 
     void failures()
@@ -136,10 +139,11 @@ private slots:
         QFETCH(QString, told);
         QFETCH(QStringList, env);
         args.replaceInStrings(QStringLiteral("BOOK"), m_book);
-        const Result r = run(args, {}, env);
+        const Result r = run(args, {QStringLiteral("QT_LOGGING_RULES")}, env);
         QVERIFY(!r.crashed);
-        QVERIFY(r.status != 0);
+        QCOMPARE(r.status, 1);
         QVERIFY2(r.errors.contains(told), qPrintable(r.errors));
+        QVERIFY2(!r.errors.trimmed().contains(u'\n'), qPrintable(r.errors)); // one line, no more
         QVERIFY(!QFile::exists(m_dir.filePath(QStringLiteral("nolame.mp3"))));
     }
 
