@@ -419,6 +419,7 @@ void SaveToAudio::StartSaving()
     m_format = EnginePcmFormat;
     PcmFormatFromCode(voice->AudioFormatType(), m_format);
     m_stopped = false;
+    m_batchSave = BatchMode == 2;
 
     if (ShowProgressWindow)
         ShowProgressWindow(true);
@@ -896,7 +897,7 @@ void SaveToAudio::endSave()
     while (!settleBackground())
         QThread::msleep(5);
     restoreVolume();
-    const bool beeps = BatchMode != 2 && !s.HiddenMode && !m_failed;
+    const bool beeps = !m_batchSave && BatchMode != 2 && !s.HiddenMode && !m_failed;
     if (beeps) {
         Beep(3000, 200);
         QTimer::singleShot(300, [] { Beep(3000, 200); });
