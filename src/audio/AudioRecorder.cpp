@@ -116,7 +116,6 @@ struct AudioRecorder::Private
     qint64 written = 0;      // frames handed to the sink, silence included
     qint64 realEnd = 0;      // frames of the sink session that hold the recording's last sound
     qint64 startFrame = 0;   // frame of the recording where the playback began
-    qint64 silenceFrom = -1; // sink frame where the padding began; -1 while there is sound to give
     bool playing = false;
     bool paused = false;
     int positionMs = 0;
@@ -383,7 +382,6 @@ bool AudioRecorder::PlayRecordedFrom(int In_Position)
     d->playRead = d->startFrame * m_format.bytesPerFrame();
     d->written = 0;
     d->realEnd = 0;
-    d->silenceFrom = -1;
     d->sink = std::make_unique<QAudioSink>(device, toQAudioFormat(m_format));
     d->sink->setBufferSize(m_format.sampleRate * SinkBufferMs / 1000 * m_format.bytesPerFrame());
     d->sinkIo = d->sink->start();

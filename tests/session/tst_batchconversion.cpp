@@ -31,21 +31,13 @@ public:
     {
         const int stream = ScriptedEngine::Speak(text, flags);
         if (file.isOpen() && !text.trimmed().isEmpty()) {
-            const QByteArray samples(file.format().bytesPerFrame() * 2205, '\x10');
-            file.write(samples.constData(), samples.size());
-            file.flush();
-            speaking = false;
+            speaking = !file.write(QByteArray(4410, '\x10').constData(), 4410) || !file.flush();
         }
         return stream;
     }
-    bool OpenOutputFile(const QString &path, QString *error) override
+    bool OpenOutputFile(const QString &path, QString *) override
     {
-        PcmFormat format;
-        PcmFormatFromCode(AudioFormatType(), format);
-        const bool ok = file.open(path, format);
-        if (!ok && error)
-            *error = file.errorString();
-        return ok;
+        return file.open(path, EnginePcmFormat);
     }
     bool CloseOutputFile(QString *) override { return !file.isOpen() || file.close(); }
     bool HasOutputFile() const override { return file.isOpen(); }
@@ -70,22 +62,19 @@ class TestBatchConversion : public QObject
 
     QString path(const QString &name) const { return m_dir->filePath(name); }
 
-    // Five documents: plain text, a damaged PDF, HTML, RTF and UTF-16 text.
-    QStringList documents()
+    // Plain text, a damaged PDF, HTML, RTF, UTF-16 text and an empty text.
+    void writeDocuments()
     {
         write(path(QStringLiteral("one.txt")), "The first document.\r\nIt has two lines.");
         write(path(QStringLiteral("two.pdf")), "%PDF-1.4 this is no PDF at all");
         write(path(QStringLiteral("three.html")),
-              "<html><head><title>T</title></head><body><p>The third document.</p></body></html>");
+              "<html><body><p>The third one.</p></body></html>");
         write(path(QStringLiteral("four.rtf")), "{\\rtf1\\ansi The fourth document.\\par}");
         const QString five = QStringLiteral("The fifth document, in sixteen bits.");
         write(path(QStringLiteral("five.txt")),
               QByteArray("\xff\xfe", 2) +
                   QByteArray(reinterpret_cast<const char *>(five.utf16()), five.size() * 2));
-        QStringList all;
-        for (const char *name : {"one.txt", "two.pdf", "three.html", "four.rtf", "five.txt"})
-            all.append(path(QLatin1String(name)));
-        return all;
+        write(path(QStringLiteral("empty.txt")), "\r\n  \r\n");
     }
 
     QStringList audioFiles() const
@@ -110,46 +99,51 @@ private slots:
     void batch_data()
     {
         QTest::addColumn<bool>("real");
-        QTest::addColumn<QString>("stopAt");
-        QTest::addColumn<bool>("closeInstead");
+        QTest::addColumn<QStringList>("names"); // of the documents, in the dialog's order
+        QTest::addColumn<QString>("interrupt"); // "abort" or "close", then a document's name
         QTest::addColumn<bool>("lame");
-        QTest::addColumn<QString>("missing"); // listed third, and not there
         QTest::addColumn<int>("count");
+        QTest::addColumn<int>("outcome");
         QTest::addColumn<QStringList>("written");
-        QTest::addColumn<bool>("closingTones");
+        const QStringList five{"one.txt", "two.pdf", "three.html", "four.rtf", "five.txt"};
         const QStringList mp3s{"five.mp3", "four.mp3", "one.mp3", "three.mp3"};
         const QStringList wavs{"five.wav", "four.wav", "one.wav", "three.wav"};
-        const QStringList aborted{"four.wav", "one.mp3", "three.mp3"};
         for (bool real : {false, true}) {
             const QByteArray engine = real ? "espeak: " : "scripted: ";
             auto row = [&](const char *name) {
                 return &QTest::newRow(QByteArray(engine + name).constData());
             };
-            *row("all") << real << QString() << false << true << QString() << 4 << mp3s << true;
+            *row("all") << real << five << QString() << true << 4 << int(BatchConversion::Finished)
+                        << mp3s;
             // An abort keeps what the aborted save rendered, as a WAV; the rest is left.
             *row("abort on the fourth")
-                << real << "four" << false << true << QString() << 2 << aborted << true;
-            *row("without lame") << real << QString() << false << false << QString() << 4 << wavs
-                                 << true;
-            *row("missing file ends it") << real << QString() << false << true << "gone.txt" << 1
-                                         << QStringList{"one.mp3"} << false;
-            *row("window closes") << real << "three" << true << true << QString() << 1
-                                  << QStringList{"one.mp3"} << false;
+                << real << five << "abort four" << true << 2 << int(BatchConversion::Aborted)
+                << QStringList{"four.wav", "one.mp3", "three.mp3"};
+            *row("without lame") << real << five << QString() << false << 4
+                                 << int(BatchConversion::Finished) << wavs;
+            *row("missing file ends it")
+                << real << QStringList{"one.txt", "two.pdf", "gone.txt", "three.html"} << QString()
+                << true << 1 << int(BatchConversion::MissingFile) << QStringList{"one.mp3"};
+            *row("window closes") << real << five << "close three" << true << 1
+                                  << int(BatchConversion::Closed) << QStringList{"one.mp3"};
+            *row("nothing readable")
+                << real << QStringList{"two.pdf", "empty.txt"} << QString() << true << 0
+                << int(BatchConversion::Finished) << QStringList();
         }
     }
 
     void batch()
     {
         QFETCH(bool, real);
-        QFETCH(QString, stopAt);
-        QFETCH(bool, closeInstead);
+        QFETCH(QStringList, names);
+        QFETCH(QString, interrupt);
         QFETCH(bool, lame);
-        QFETCH(QString, missing);
         QFETCH(int, count);
+        QFETCH(int, outcome);
         QFETCH(QStringList, written);
-        QFETCH(bool, closingTones);
 
         m_dir = std::make_unique<QTemporaryDir>();
+        writeDocuments();
         SpeechSession session;
         std::unique_ptr<SpeechEngine> engine;
         if (real)
@@ -162,66 +156,42 @@ private slots:
         // The progress window's hook serves to interrupt the save of one document.
         session.saver().AggiornaFormWaitToSaving = [&](const QString &, const QString &, bool,
                                                        int) {
-            if (stopAt.isEmpty() ||
-                !QFileInfo(session.saver().AudioFilePath).fileName().startsWith(stopAt))
-                return;
-            if (closeInstead)
+            const QString name = QFileInfo(session.saver().AudioFilePath).completeBaseName();
+            if (interrupt == QStringLiteral("close ") + name)
                 batch.Closing = true;
-            else
+            else if (interrupt == QStringLiteral("abort ") + name)
                 session.AbortSaveToFile();
         };
-        QStringList files = documents();
-        if (!missing.isEmpty())
-            files.insert(2, path(missing));
+        QStringList files;
+        for (const QString &name : std::as_const(names))
+            files.append(path(name));
         dialogs.clear();
         beeps.clear();
 
         const QByteArray pathVariable = qgetenv("PATH");
         if (!lame)
             qputenv("PATH", "/nonexistent");
-        const int converted = batch.Run(files);
+        QCOMPARE(batch.Run(files), count);
         qputenv("PATH", pathVariable);
-
-        QCOMPARE(converted, count);
-        if (closeInstead) // the save under way is aborted and ends on the tick
-            QTRY_COMPARE(session.SpeechState, int(SpeechSession::StateIdle));
+        QCOMPARE(int(batch.outcome()), outcome);
+        // A save cut short by a closing window is aborted and ends on the tick.
+        QTRY_COMPARE(session.SpeechState, int(SpeechSession::StateIdle));
         QCOMPARE(session.saver().BatchMode, 0);
-        QCOMPARE(session.SpeechState, int(SpeechSession::StateIdle));
-        if (!closeInstead)
-            QCOMPARE(audioFiles(), written);
-        else
+        if (outcome == BatchConversion::Closed)
             QVERIFY(audioFiles().contains(QStringLiteral("one.mp3")));
+        else
+            QCOMPARE(audioFiles(), written);
         for (const QString &name : written) // an aborted save's WAV may hold nothing
-            QVERIFY2(name.endsWith(QLatin1String(".wav")) || QFileInfo(path(name)).size() > 100,
-                     qPrintable(name));
-        if (closingTones) {
-            QCOMPARE(dialogs.messages,
-                     QStringList{QStringLiteral("%1 Batch conversions accomplished.").arg(count)});
+            QVERIFY(name.endsWith(QLatin1String(".wav")) || QFileInfo(path(name)).size() > 100);
+        const bool closingTones = outcome <= BatchConversion::Aborted;
+        QCOMPARE(dialogs.messages,
+                 closingTones && count > 0
+                     ? QStringList{QStringLiteral("%1 Batch conversions accomplished.").arg(count)}
+                     : QStringList());
+        if (closingTones)
             QTRY_COMPARE(beeps, (QList<int>{4000, 3000, 3000}));
-        } else {
-            QCOMPARE(dialogs.messages, QStringList());
+        else
             QCOMPARE(beeps, QList<int>{4000});
-        }
-        QVERIFY(!QFileInfo::exists(path(QStringLiteral("two.mp3"))));
-    }
-
-    void unreadableOnly()
-    {
-        m_dir = std::make_unique<QTemporaryDir>();
-        SpeechSession session;
-        FileEngine engine;
-        session.setVoices(&engine, nullptr);
-        BatchConversion batch(session);
-        write(path(QStringLiteral("broken.pdf")), "not a pdf");
-        write(path(QStringLiteral("empty.txt")), "\r\n  \r\n");
-        dialogs.clear();
-        beeps.clear();
-        QCOMPARE(batch.Run({path(QStringLiteral("broken.pdf")), path(QStringLiteral("empty.txt"))}),
-                 0);
-        QCOMPARE(batch.outcome(), BatchConversion::Finished);
-        QTRY_COMPARE(beeps, (QList<int>{4000, 3000, 3000}));
-        QCOMPARE(dialogs.messages, QStringList());
-        QCOMPARE(audioFiles(), QStringList());
     }
 };
 
