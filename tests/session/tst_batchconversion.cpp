@@ -145,11 +145,8 @@ private slots:
         m_dir = std::make_unique<QTemporaryDir>();
         writeDocuments();
         SpeechSession session;
-        std::unique_ptr<SpeechEngine> engine;
-        if (real)
-            engine = std::make_unique<EspeakEngine>();
-        else
-            engine = std::make_unique<FileEngine>();
+        const std::unique_ptr<SpeechEngine> engine(
+            real ? static_cast<SpeechEngine *>(new EspeakEngine) : new FileEngine);
         session.setVoices(engine.get(), nullptr);
         session.AppFolder = m_dir->path(); // no lame beside the program
         BatchConversion batch(session);
