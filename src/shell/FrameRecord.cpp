@@ -54,9 +54,6 @@ FrameRecord::FrameRecord(QWidget *parent)
     CommandRec = button("CommandRec");
     CommandPlayRec = button("CommandPlayRec");
     CommandInsertRec = button("CommandInsertRec");
-    setPicture(CommandRec, 2, "Start Recording");
-    setPicture(CommandPlayRec, 3, "Play Recorded");
-    setPicture(CommandInsertRec, 5, "Insert Recorded");
     CommandPlayRec->setEnabled(false);
     CommandInsertRec->setEnabled(false);
 
@@ -76,20 +73,11 @@ FrameRecord::FrameRecord(QWidget *parent)
         RecorderPlaybackWatch();
     });
     auto *devices = new QMediaDevices(this);
-    connect(devices, &QMediaDevices::audioInputsChanged, this, &FrameRecord::updateMicrophone);
-    updateMicrophone();
+    connect(devices, &QMediaDevices::audioInputsChanged, this, &FrameRecord::refresh);
+    refresh();
 }
 
 FrameRecord::~FrameRecord() = default;
-
-void FrameRecord::updateMicrophone()
-{
-    const bool present = AudioRecorder::anyInputDevice();
-    if (RecorderRecording == 0)
-        CommandRec->setEnabled(present);
-    CommandRec->setToolTip(present ? CommandRec->accessibleName()
-                                   : Translate(QStringLiteral("No microphone is available.")));
-}
 
 void FrameRecord::status(const QString &text)
 {
@@ -97,31 +85,56 @@ void FrameRecord::status(const QString &text)
         m_host.showStatus(text);
 }
 
-// The picture, and the action the button will do, for the screen reader and the tool tip.
-void FrameRecord::setPicture(QPushButton *button, int index, const char *action)
+// What the button will do, in the window's language.
+QString FrameRecord::action(QPushButton *button) const
 {
-    button->setIcon(ImageSymbol(index));
-    const QString name = Translate(QLatin1String(action));
-    button->setAccessibleName(name);
-    button->setToolTip(name);
-    if (button == CommandRec)
-        updateMicrophone();
+    const char *text = button == CommandInsertRec ? "Insert Recorded"
+                       : button == CommandPlayRec
+                           ? (RecorderPlaying == 1 ? "Stop Play" : "Play Recorded")
+                           : (RecorderRecording == 1 ? "Stop Recording" : "Start Recording");
+    return Translate(QLatin1String(text));
 }
 
+// The pictures of the state, and each button named by its action for the screen reader and the
+// tool tip. Without any microphone the record button is off, and its tool tip says why.
+void FrameRecord::refresh()
+{
+    CommandRec->setIcon(ImageSymbol(RecorderRecording == 0 ? 2 : RecorderBlink ? 1 : 0));
+    CommandPlayRec->setIcon(ImageSymbol(RecorderPlaying == 1 ? 4 : 3));
+    CommandInsertRec->setIcon(ImageSymbol(5));
+    for (QPushButton *b : {CommandRec, CommandPlayRec, CommandInsertRec}) {
+        b->setAccessibleName(action(b));
+        b->setToolTip(action(b));
+    }
+    const bool microphone = AudioRecorder::anyInputDevice();
+    if (RecorderRecording == 0)
+        CommandRec->setEnabled(microphone);
+    if (!microphone)
+        CommandRec->setToolTip(Translate(QStringLiteral("No microphone is available.")));
+}
+
+// The inner frame's caption tells what the focused button, else the one pressed, will do.
 void FrameRecord::showCaption(QPushButton *button)
 {
+    refresh();
     for (QPushButton *b : {CommandRec, CommandPlayRec, CommandInsertRec})
         if (b->hasFocus())
             button = b;
-    FrameCommandsRec->setTitle(button->accessibleName());
+    FrameCommandsRec->setTitle(action(button));
 }
 
 bool FrameRecord::eventFilter(QObject *watched, QEvent *event)
 {
     if (event->type() == QEvent::FocusIn)
         if (auto *b = qobject_cast<QPushButton *>(watched))
-            FrameCommandsRec->setTitle(b->accessibleName());
+            FrameCommandsRec->setTitle(action(b));
     return QGroupBox::eventFilter(watched, event);
+}
+
+void FrameRecord::showEvent(QShowEvent *event)
+{
+    refresh(); // the language is loaded by now
+    QGroupBox::showEvent(event);
 }
 
 void FrameRecord::CommandRec_Click()
@@ -130,10 +143,7 @@ void FrameRecord::CommandRec_Click()
     if (RecorderRecording == 0) {
         CommandPlayRec->setEnabled(false);
         CommandInsertRec->setEnabled(false);
-        if (RecorderPlaying == 1) { // the new recording ends the playback of the old
-            RecorderPlaying = 0;
-            setPicture(CommandPlayRec, 3, "Play Recorded");
-        }
+        RecorderPlaying = 0; // the new recording ends the playback of the old
         status(Translate(QStringLiteral("Recording")) + QStringLiteral(" 0 ") +
                Translate(QStringLiteral("sec")));
         RecorderSeconds = 0;
@@ -141,7 +151,6 @@ void FrameRecord::CommandRec_Click()
         TimerRecord->start();
         TimerRecord_Timer();
         RecorderRecording = 1;
-        setPicture(CommandRec, RecorderBlink ? 1 : 0, "Stop Recording");
         showCaption(CommandRec);
         const PcmFormat format = AudioRecorder::FormatFromCaption(
             m_host.formatCaption ? m_host.formatCaption() : QString());
@@ -151,7 +160,6 @@ void FrameRecord::CommandRec_Click()
             TimerRecord->stop();
             RecorderRecording = 0;
             rec.CloseRecorder();
-            setPicture(CommandRec, 2, "Start Recording");
             showCaption(CommandRec);
             status(QString());
             Dialogs::instance()->message(
@@ -163,7 +171,6 @@ void FrameRecord::CommandRec_Click()
     CommandPlayRec->setEnabled(true);
     CommandInsertRec->setEnabled(true);
     RecorderRecording = 0;
-    setPicture(CommandRec, 2, "Start Recording");
     status(Translate(QStringLiteral("Recorded")) + QLatin1Char(' ') +
            QString::number(RecorderSeconds) + QLatin1Char(' ') + Translate(QStringLiteral("sec.")));
     TimerRecord->stop();
@@ -176,7 +183,7 @@ void FrameRecord::TimerRecord_Timer()
     status(Translate(QStringLiteral("Recording")) + QLatin1Char(' ') +
            QString::number(RecorderSeconds) + QLatin1Char(' ') + Translate(QStringLiteral("sec.")));
     RecorderBlink = RecorderBlink != 0 && RecorderSeconds != 0 ? 0 : 1;
-    CommandRec->setIcon(ImageSymbol(RecorderBlink ? 1 : 0));
+    CommandRec->setIcon(ImageSymbol(RecorderBlink ? 1 : 0)); // picture 1 when set, else 0
     ++RecorderSeconds;
 }
 
@@ -188,12 +195,10 @@ void FrameRecord::CommandPlayRec_Click()
         if (!rec.PlayRecorded())
             return;
         RecorderPlaying = 1;
-        setPicture(CommandPlayRec, 4, "Stop Play");
         showCaption(CommandPlayRec);
     } else if (RecorderPlaying == 1 && state == AudioRecorder::Playing) {
         rec.StopPlayRecorded();
         RecorderPlaying = 0;
-        setPicture(CommandPlayRec, 3, "Play Recorded");
         showCaption(CommandPlayRec);
     }
 }
@@ -202,7 +207,6 @@ void FrameRecord::RecorderPlaybackWatch()
 {
     if (RecorderPlaying == 1 && AudioRecorder1->GetStatus() == AudioRecorder::Stopped) {
         RecorderPlaying = 0;
-        setPicture(CommandPlayRec, 3, "Play Recorded");
         showCaption(CommandPlayRec);
     }
 }

@@ -58,11 +58,12 @@ public:
 
 protected:
     bool eventFilter(QObject *watched, QEvent *event) override;
+    void showEvent(QShowEvent *event) override;
 
 private:
+    QString action(QPushButton *button) const;
+    void refresh();
     void showCaption(QPushButton *button);
-    void setPicture(QPushButton *button, int index, const char *action);
-    void updateMicrophone();
     void status(const QString &text);
 
     QGroupBox *FrameCommandsRec = nullptr;
