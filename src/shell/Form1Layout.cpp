@@ -238,9 +238,16 @@ void Form1::arrangeWindow()
     for (const char *name : TabOrder)
         if (auto *w = findChild<QWidget *>(QLatin1String(name)))
             w->setProperty("TabIndex", index++);
+    // A control inside another (the editor's own edit box) is part of that control.
+    auto insideControl = [this](const QWidget *w) {
+        for (w = w->parentWidget(); w && w != this; w = w->parentWidget())
+            if (w->property("TabIndex").isValid())
+                return true;
+        return false;
+    };
     for (QWidget *w : findChildren<QWidget *>())
         if (w->window() == this && !w->property("TabIndex").isValid() &&
-            w->focusPolicy() & Qt::TabFocus)
+            (w->focusPolicy() & Qt::TabFocus) && !insideControl(w))
             w->setProperty("TabIndex", index++);
 
     Resizer1 = new Resizer(this);
