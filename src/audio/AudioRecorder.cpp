@@ -112,10 +112,10 @@ struct AudioRecorder::Private
     std::unique_ptr<QAudioSink> sink;
     QIODevice *sinkIo = nullptr;
     QTimer feedTimer;
-    qint64 playRead = 0;     // next byte of the recording to hand to the sink
-    qint64 written = 0;      // frames handed to the sink, silence included
-    qint64 realEnd = 0;      // frames of the sink session that hold the recording's last sound
-    qint64 startFrame = 0;   // frame of the recording where the playback began
+    qint64 playRead = 0;   // next byte of the recording to hand to the sink
+    qint64 written = 0;    // frames handed to the sink, silence included
+    qint64 realEnd = 0;    // frames of the sink session that hold the recording's last sound
+    qint64 startFrame = 0; // frame of the recording where the playback began
     bool playing = false;
     bool paused = false;
     int positionMs = 0;
@@ -312,7 +312,7 @@ bool AudioRecorder::StopRecord()
         d->source->disconnect(this);
         d->source->stop();
         d->sourceIo = nullptr;
-        d->source.reset();
+        d->source.release()->deleteLater(); // this may run inside one of its signals
     }
     if (d->sink) {
         d->positionMs = GetReproducingPosition();
