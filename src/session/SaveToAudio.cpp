@@ -417,6 +417,7 @@ void SaveToAudio::StartSaving()
     m_volumes.clear();
     AudioTempPath = tempPathFor(1);
     m_stopped = false;
+    m_batchSave = BatchMode == 2;
 
     if (ShowProgressWindow)
         ShowProgressWindow(true);
@@ -906,7 +907,7 @@ void SaveToAudio::endSave()
     while (!settleBackground())
         QThread::msleep(5);
     restoreVolume();
-    const bool beeps = BatchMode != 2 && !s.HiddenMode && !m_failed;
+    const bool beeps = !m_batchSave && BatchMode != 2 && !s.HiddenMode && !m_failed;
     if (beeps) {
         Beep(3000, 200);
         QTimer::singleShot(300, [] { Beep(3000, 200); });

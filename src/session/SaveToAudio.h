@@ -170,6 +170,7 @@ private:
     int m_savedRight = -1;
     bool m_failed = false;
     bool m_stopped = false; // the user aborted
+    bool m_batchSave = false; // one of a batch: silent, even when the abort ends the batch
     bool m_inStep = false;
 };
 

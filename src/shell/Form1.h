@@ -1,5 +1,6 @@
 #pragma once
 
+#include "session/BatchConversion.h"
 #include "session/SpeechSession.h"
 #include "voices/ExternalVoices.h"
 #include "voices/VoiceCatalogue.h"
@@ -21,6 +22,7 @@ class QBoxLayout;
 namespace tonaris {
 
 class FormFind;
+class FrameRecord;
 class Resizer;
 class TalkingCharacter;
 class FormWaitToSaving;
@@ -399,6 +401,20 @@ private:
     // gender (each voice keeps the face it got first).
     void followBoundVoice(int voiceIndex);
     // ---- end of what follows the bound voice ----
+
+    // ---- Batch conversion and the microphone recorder (Form1Batch.cpp) ----------------------
+public:
+    // Documents picked in one dialog become audio files beside themselves; the editor and its
+    // document stay as they are.
+    void menuBatchConversion_Click();
+    BatchConversion &batch() { return m_batch; }
+    FrameRecord *FrameRecord1 = nullptr;
+
+private:
+    void buildBatchAndRecorder();
+    BatchConversion m_batch{m_session};
+    QAction *menuBatchConversion = nullptr;
+    // ---- end of batch conversion and the microphone recorder ----
 };
 
 } // namespace tonaris

@@ -2,6 +2,7 @@
 // layout at their design size, and from then on scaled with the window by the resizer.
 #include "shell/Form1.h"
 
+#include "shell/FrameRecord.h"
 #include "shell/LevelSlider.h"
 #include "shell/Resizer.h"
 #include "shell/TalkingCharacter.h"
@@ -155,18 +156,8 @@ void Form1::buildWindow()
     for (QCheckBox *w : {CheckGetClipboard, CheckASR})
         clipLayout->addWidget(w);
 
-    // The recorder's frame; its service fills it in.
-    QGroupBox *frameRecord = makeFrame(central, "FrameRecord");
-    auto *recordLayout = new QVBoxLayout(frameRecord);
-    QGroupBox *frameRecordCommands = makeFrame(frameRecord, "FrameCommandsRec");
-    frameRecordCommands->setFlat(true);
-    auto *recordRow = new QHBoxLayout(frameRecordCommands);
-    for (const char *name : {"CommandRec", "CommandPlayRec", "CommandInsertRec"}) {
-        auto *button = make<QPushButton>(frameRecordCommands, name);
-        button->setEnabled(false);
-        recordRow->addWidget(button);
-    }
-    recordLayout->addWidget(frameRecordCommands);
+    // The recorder's frame; Form1Batch.cpp connects it to the window.
+    FrameRecord1 = new FrameRecord(central);
 
     PictureCharacter = new TalkingCharacter(central);
     CheckShowCharacter = make<QCheckBox>(central, "CheckShowCharacter");

@@ -1,5 +1,6 @@
 #include "TestSupport.h"
 #include "audio/AudioOutput.h"
+#include "audio/AudioRecorder.h"
 
 #include <QCoreApplication>
 #include <QSignalSpy>
@@ -37,6 +38,16 @@ private slots:
         for (int i = 0; i < 3; ++i)
             QCOMPARE(spy.at(i).at(0).value<AudioMarker>().charPosition, i);
         QVERIFY(out.isIdle());
+    }
+
+    void recorderWithoutMicrophone()
+    {
+        QVERIFY(!AudioRecorder::anyInputDevice());
+        AudioRecorder rec;
+        QVERIFY(rec.OpenRecorder());
+        QVERIFY(!rec.StartRecord());
+        QVERIFY(!rec.PlayRecorded());
+        QCOMPARE(rec.GetStatus(), int(AudioRecorder::Stopped));
     }
 };
 

@@ -1,5 +1,7 @@
 #include "AudioCapture.h"
 
+#include "audio/WavReader.h"
+
 #include <QDeadlineTimer>
 #include <QFile>
 #include <QFileInfo>
@@ -89,6 +91,11 @@ bool AudioCapture::stop()
     for (qsizetype i = 0; i < m_samples.size(); ++i)
         m_samples[i] = qFromLittleEndian<qint16>(all.constData() + start + i * 2);
     return true;
+}
+
+bool AudioCapture::load(const QString &wavPath)
+{
+    return ReadWavAsEnginePcm(wavPath, m_samples);
 }
 
 double AudioCapture::rms(qint64 from, qint64 count) const

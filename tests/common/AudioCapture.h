@@ -29,6 +29,9 @@ public:
     // Stops recording and loads the samples.
     bool stop();
 
+    // Takes the samples of a WAV file instead, converted to the capture's format.
+    bool load(const QString &wavPath);
+
     const QList<qint16> &samples() const { return m_samples; }
 
     struct Span
