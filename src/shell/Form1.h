@@ -22,6 +22,7 @@ namespace tonaris {
 
 class FormFind;
 class Resizer;
+class TalkingCharacter;
 class FormWaitToSaving;
 class IniFile;
 class ProgramConsent;
@@ -63,13 +64,17 @@ public:
     void menuShortcutKeys_Click();
     void menuDonations_Click();
     void menuAboutTonaris_Click();
+    // Once a second on the speech timer: a new text on the clipboard is spoken.
+    void clipboardLook();
+    QString LastClipboardText;
+    int ClipboardTicks = 0;
     Resizer *Resizer1 = nullptr;
     bool ResizeAllowed = false;
     QCheckBox *CheckIA = nullptr;
     QCheckBox *CheckGetClipboard = nullptr;
     QCheckBox *CheckASR = nullptr;
     QCheckBox *CheckShowCharacter = nullptr;
-    QLabel *PictureCharacter = nullptr;
+    TalkingCharacter *PictureCharacter = nullptr;
     QAction *menuKeyboardEditMode = nullptr;
 
     // The Edit menu and the editor's popup.
@@ -388,15 +393,11 @@ public:
     // The conversation's rule: a reply fits the voice (a personality that answers in its gender
     // and language). Unset, none fits, and CheckIA stays disabled.
     std::function<bool(const VoiceRecord &voice)> ReplyFitsVoice;
-    // Draws the idle face of character `index` (0..2) of a gender; set by the character. Unset,
-    // the faces are given out all the same.
-    std::function<void(bool female, int index)> DrawCharacterIdle;
 
 private:
-    // After each bind: CheckIA by the reply rule, and, while the character is shown, the face
-    // of the voice's gender (each voice keeps the face it got first).
+    // After each bind: CheckIA by the reply rule, and the character's face of the voice's
+    // gender (each voice keeps the face it got first).
     void followBoundVoice(int voiceIndex);
-    int m_lastCharacter[2] = {2, 2}; // male, female: the next voice takes the next of three
     // ---- end of what follows the bound voice ----
 };
 

@@ -8,6 +8,7 @@
 #include "config/KelIni.h"
 #include "shell/Form1.h"
 #include "shell/LevelSlider.h"
+#include "shell/TalkingCharacter.h"
 #include "textprep/Text.h"
 #include "voices/ExternalVoiceEngine.h"
 
@@ -195,11 +196,12 @@ private slots:
     {
         QList<int> faces;
         w->ReplyFitsVoice = [](const VoiceRecord &v) { return v.Language == QLatin1String("410"); };
-        w->DrawCharacterIdle = [&](bool female, int index) { faces.append(female ? index : -1); };
         auto *reply = child<QCheckBox>("CheckIA");
+        auto *character = child<TalkingCharacter>("PictureCharacter");
         for (int i : {1, 2, 3, 0}) { // Astrid, Paolo, Yuki, then Lucia, bound first, again
             combo()->setCurrentIndex(i);
             QCOMPARE(reply->isEnabled(), i == 2 || i == 0);
+            faces.append(character->female() ? character->face() : -1);
         }
         QCOMPARE(faces, (QList<int>{1, 2, 0, 0}));
     }
