@@ -4,6 +4,7 @@
 #include "config/Dialogs.h"
 #include "config/MultiLang.h"
 #include "config/ProgramConsent.h"
+#include "session/SaveToAudio.h"
 #include "shell/TranslateForm.h"
 #include "textprep/Text.h"
 #include "voices/EspeakEngine.h"
@@ -185,8 +186,9 @@ void Form1::onDisplayChanged(int display)
     }
     // While saving the progress window stands in for the main window. Every other state shows
     // it, also after "/hidden" when there is a screen to show it on.
-    const bool shown =
-        m_session.HiddenMode ? HasDisplay() : testAttribute(Qt::WA_WState_ExplicitShowHide);
+    // (A command-line save ends the program as it ends: no window for that moment.)
+    const bool shown = m_session.HiddenMode ? HasDisplay() && m_session.saver().BatchMode != 1
+                                            : testAttribute(Qt::WA_WState_ExplicitShowHide);
     if (display == SpeechSession::DisplaySaving)
         hide();
     else if (isHidden() && shown)
