@@ -27,7 +27,6 @@ bool isActiveState(int state)
 
 SpeechSession::SpeechSession(QObject *parent)
     : QObject(parent)
-    , m_random(static_cast<unsigned>(QDateTime::currentMSecsSinceEpoch()))
     , m_save(std::make_unique<SaveToAudio>(*this))
 {
     TimerSpeech.setInterval(RestingInterval);

@@ -247,7 +247,6 @@ private:
     void IdleWatchers();
 
     QPointer<Text> m_editor;
-    std::mt19937 m_random;
     QStringList m_reported;
     std::unique_ptr<QTemporaryDir> m_tempDir;
     SpeechEngine *Voice = nullptr;
