@@ -9,6 +9,7 @@
 #include "voices/EspeakEngine.h"
 
 #include <QAction>
+#include <QApplication>
 #include <QCheckBox>
 #include <QCloseEvent>
 #include <QComboBox>
@@ -30,34 +31,6 @@ namespace {
 
 const char *const WindowCaption = "Tonaris (By Orvane)";
 
-QPixmap lightPixmap(const QColor &color)
-{
-    QPixmap pm(14, 14);
-    pm.fill(Qt::transparent);
-    QPainter p(&pm);
-    p.setRenderHint(QPainter::Antialiasing);
-    p.setPen(QPen(Qt::darkGray, 1));
-    p.setBrush(color);
-    p.drawEllipse(QRectF(1.5, 1.5, 11, 11));
-    return pm;
-}
-
-QLabel *makeLight(QWidget *parent, const char *name, const QColor &color, const QString &spoken)
-{
-    auto *light = new QLabel(parent);
-    light->setObjectName(QLatin1String(name));
-    light->setPixmap(lightPixmap(color));
-    light->setAccessibleName(spoken);
-    return light;
-}
-
-QPushButton *makeButton(QWidget *parent, const char *name)
-{
-    auto *button = new QPushButton(parent);
-    button->setObjectName(QLatin1String(name));
-    return button;
-}
-
 } // namespace
 
 Form1::Form1(SpeechEngine *voice, SpeechEngine *voiceOver, QWidget *parent)
@@ -73,7 +46,6 @@ Form1::Form1(SpeechEngine *voice, SpeechEngine *voiceOver, QWidget *parent)
         VoiceOver = new EspeakEngine(this);
 
     buildWindow();
-    resize(960, 640);
     buildContextMenu();
     buildEditMenu();
     buildKeywordMenu();
@@ -82,6 +54,7 @@ Form1::Form1(SpeechEngine *voice, SpeechEngine *voiceOver, QWidget *parent)
     buildTextPrepMenus();
     buildDocumentControls();
     buildSaveMenus();
+    arrangeMenus();
     setCaptions();
     setEditMenuCaptions();
     setKeywordMenuCaptions();
@@ -97,6 +70,8 @@ Form1::Form1(SpeechEngine *voice, SpeechEngine *voiceOver, QWidget *parent)
     LoadSettings();
     TranslateForm(this);
     setLevelCaptions();
+    arrangeWindow();
+    qApp->installEventFilter(this);
 
     if (!Voice->HasAudioOutput()) {
         m_canSpeak = false;
@@ -114,100 +89,6 @@ Form1::~Form1()
 {
     // The session's timer must not tick into engines being torn down.
     m_session.TimerSpeech.stop();
-}
-
-void Form1::buildWindow()
-{
-    auto *central = new QWidget(this);
-    auto *main = new QHBoxLayout(central);
-
-    Text1 = new Text(central);
-    Text1->setObjectName(QStringLiteral("Text1"));
-    main->addWidget(Text1, 1);
-
-    auto *side = new QVBoxLayout;
-    main->addLayout(side);
-
-    auto *frameVoice = new QGroupBox(central);
-    frameVoice->setObjectName(QStringLiteral("FrameVoice"));
-    auto *voiceLayout = new QVBoxLayout(frameVoice);
-    auto *voiceLabel = new QLabel(frameVoice);
-    voiceLabel->setObjectName(QStringLiteral("LabelVoice"));
-    ComboVoci = new QComboBox(frameVoice);
-    ComboVoci->setObjectName(QStringLiteral("ComboVoci"));
-    voiceLabel->setBuddy(ComboVoci); // a screen reader names the list by its label
-    voiceLayout->addWidget(voiceLabel);
-    voiceLayout->addWidget(ComboVoci);
-    buildVoiceControls(frameVoice, voiceLayout);
-    side->addWidget(frameVoice);
-
-    auto *frameSpeech = new QGroupBox(central);
-    frameSpeech->setObjectName(QStringLiteral("FrameSpeech"));
-    auto *speechLayout = new QVBoxLayout(frameSpeech);
-    CommandSpeech = makeButton(frameSpeech, "CommandSpeech");
-    CommandPauseResume = makeButton(frameSpeech, "CommandPauseResume");
-    CommandSpeakFromThisLine = makeButton(frameSpeech, "CommandSpeakFromThisLine");
-    for (QWidget *w : {CommandSpeech, CommandPauseResume, CommandSpeakFromThisLine})
-        speechLayout->addWidget(w);
-    side->addWidget(frameSpeech);
-
-    auto *frameEx = new QGroupBox(central);
-    frameEx->setObjectName(QStringLiteral("FrameCommandEx"));
-    auto *exLayout = new QVBoxLayout(frameEx);
-    CommandSpeakNextLine = makeButton(frameEx, "CommandSpeakNextLine");
-    CommandSpeakPrevLine = makeButton(frameEx, "CommandSpeakPrevLine");
-    CommandSpeakCurrentLine = makeButton(frameEx, "CommandSpeakCurrentLine");
-    for (QWidget *w : {CommandSpeakNextLine, CommandSpeakPrevLine, CommandSpeakCurrentLine})
-        exLayout->addWidget(w);
-    side->addWidget(frameEx);
-
-    auto *frameOptions = new QGroupBox(central);
-    frameOptions->setObjectName(QStringLiteral("FrameGeneralOptions"));
-    auto *optionsLayout = new QVBoxLayout(frameOptions);
-    CheckTracking = new QCheckBox(frameOptions);
-    CheckTracking->setObjectName(QStringLiteral("CheckTracking"));
-    CheckTracking->setChecked(true);
-    CheckSpeechLineOnPressEnter = new QCheckBox(frameOptions);
-    CheckSpeechLineOnPressEnter->setObjectName(QStringLiteral("CheckSpeechLineOnPressEnter"));
-    optionsLayout->addWidget(CheckSpeechLineOnPressEnter);
-    optionsLayout->addWidget(CheckTracking);
-    side->addWidget(frameOptions);
-    buildAudioControls(central, side);
-    side->addStretch(1);
-
-    setCentralWidget(central);
-
-    StatusBar = new QLabel(this);
-    StatusBar->setObjectName(QStringLiteral("StatusBar"));
-    StatusBarVoice = new QLabel(this);
-    StatusBarVoice->setObjectName(QStringLiteral("StatusBarVoice"));
-    ImagePuntoSpento =
-        makeLight(this, "ImagePuntoSpento", QColor(0x60, 0x60, 0x60), QStringLiteral("Idle light"));
-    ImagePuntoVerde =
-        makeLight(this, "ImagePuntoVerde", QColor(0x20, 0xc0, 0x20), QStringLiteral("Green light"));
-    ImagePuntoRosso =
-        makeLight(this, "ImagePuntoRosso", QColor(0xd0, 0x20, 0x20), QStringLiteral("Red light"));
-    statusBar()->addWidget(ImagePuntoSpento);
-    statusBar()->addWidget(ImagePuntoVerde);
-    statusBar()->addWidget(ImagePuntoRosso);
-    statusBar()->addWidget(StatusBar, 1);
-    statusBar()->addPermanentWidget(StatusBarVoice);
-
-    connect(CommandSpeech, &QPushButton::clicked, &m_session, &SpeechSession::CommandSpeech_Click);
-    connect(CommandPauseResume, &QPushButton::clicked, &m_session,
-            &SpeechSession::CommandPauseResume_Click);
-    connect(CommandSpeakFromThisLine, &QPushButton::clicked, &m_session,
-            &SpeechSession::CommandSpeakFromThisLine_Click);
-    connect(CommandSpeakNextLine, &QPushButton::clicked, &m_session,
-            &SpeechSession::CommandSpeakNextLine_Click);
-    connect(CommandSpeakPrevLine, &QPushButton::clicked, &m_session,
-            &SpeechSession::CommandSpeakPrevLine_Click);
-    connect(CommandSpeakCurrentLine, &QPushButton::clicked, &m_session,
-            &SpeechSession::CommandSpeakCurrentLine_Click);
-    connect(CheckTracking, &QCheckBox::toggled, this,
-            [this](bool on) { m_session.CheckTracking = on ? 1 : 0; });
-    connect(Text1, &Text::ContextMenu, this, &Form1::Text1_ContextMenu);
-    connect(ComboVoci, &QComboBox::currentIndexChanged, this, &Form1::ComboVoci_Click);
 }
 
 void Form1::buildContextMenu()
@@ -234,7 +115,9 @@ void Form1::setCaptions()
     } frames[] = {{"FrameVoice", "Voice Select"},
                   {"FrameSpeech", "Commands"},
                   {"FrameCommandEx", "Extended Commands"},
-                  {"FrameGeneralOptions", "Options"}};
+                  {"FrameGeneralOptions", "Options"},
+                  {"FrameRecord", "Record from Microphone"},
+                  {"FrameCommandsRec", "Start Record"}};
     for (const auto &f : frames)
         findChild<QGroupBox *>(QLatin1String(f.name))->setTitle(QLatin1String(f.caption));
     findChild<QLabel *>(QStringLiteral("LabelVoice"))->setText(QStringLiteral("&Voice"));
@@ -245,6 +128,23 @@ void Form1::setCaptions()
     CheckTracking->setText(QStringLiteral("Show Trac&king"));
     CheckTracking->setToolTip(QStringLiteral("Select the actually speaking word"));
     CheckSpeechLineOnPressEnter->setText(QStringLiteral("When press Enter, rea&d the line"));
+    CheckIA->setText(QStringLiteral("Enable &AI reply when press Enter"));
+    CheckGetClipboard->setText(QStringLiteral("Get Clip&board"));
+    CheckGetClipboard->setToolTip(
+        QStringLiteral("Get and speak the text that you copy on the Clipboard"));
+    CheckASR->setText(QStringLiteral("Start AS&R"));
+    CheckASR->setToolTip(QStringLiteral("Start Automatic Speech Recognition"));
+    CheckShowCharacter->setText(QStringLiteral("S&how Character"));
+    PictureCharacter->setAccessibleName(QStringLiteral("Character"));
+    const struct
+    {
+        const char *name;
+        const char *caption;
+    } recorder[] = {
+        {"CommandRec", "Record"}, {"CommandPlayRec", "Pla&y"}, {"CommandInsertRec", "Insert"}};
+    for (const auto &b : recorder)
+        if (auto *button = findChild<QPushButton *>(QLatin1String(b.name)))
+            button->setText(QLatin1String(b.caption));
     findChild<QAction *>(QStringLiteral("menuSpeakSelected"))
         ->setText(QStringLiteral("Speak selected"));
     findChild<QAction *>(QStringLiteral("menuSpeakFromHere"))

@@ -16,11 +16,12 @@ class QComboBox;
 class QLabel;
 class QMenu;
 class QPushButton;
-class QVBoxLayout;
+class QBoxLayout;
 
 namespace tonaris {
 
 class FormFind;
+class Resizer;
 class FormWaitToSaving;
 class IniFile;
 class ProgramConsent;
@@ -49,6 +50,27 @@ public:
 
     // Set when a key has been consumed, so that its character reaches no control.
     bool SuppressKeyPress = false;
+
+    // ---- The window as a whole: layout, keys, menus (Form1Layout.cpp, Form1Keys.cpp,
+    // Form1Menus.cpp) ----
+    // The keys of the whole window, seen before the control with the focus sees them. shift
+    // adds 1 for Shift, 2 for Ctrl, 4 for Alt. A key that is handled gets keyCode 0 and sets
+    // SuppressKeyPress.
+    void Form_KeyDown(int &keyCode, int shift);
+    // Moves the focus to the next (or previous) enabled control of the window's own order; the
+    // editor, the lists, the buttons, the check boxes and the three knobs take part.
+    void MoveTabFocus(bool Backward);
+    void menuShortcutKeys_Click();
+    void menuDonations_Click();
+    void menuAboutTonaris_Click();
+    Resizer *Resizer1 = nullptr;
+    bool ResizeAllowed = false;
+    QCheckBox *CheckIA = nullptr;
+    QCheckBox *CheckGetClipboard = nullptr;
+    QCheckBox *CheckASR = nullptr;
+    QCheckBox *CheckShowCharacter = nullptr;
+    QLabel *PictureCharacter = nullptr;
+    QAction *menuKeyboardEditMode = nullptr;
 
     // The Edit menu and the editor's popup.
     void menuSelectAll_Click();
@@ -153,12 +175,16 @@ signals:
 
 protected:
     void closeEvent(QCloseEvent *event) override;
+    bool eventFilter(QObject *watched, QEvent *event) override;
 
 private:
     void buildWindow();
+    void arrangeWindow();
+    void arrangeMenus();
+    QMenu *menuHelp = nullptr;
     void buildContextMenu();
     void startVoices();
-    void buildVoiceControls(QWidget *frame, QVBoxLayout *layout);
+    void buildVoiceControls(QWidget *frame, QBoxLayout *row);
     void buildVoiceMenus();
     void buildLanguageMenus();
     void fillVoiceCombo();
@@ -183,7 +209,7 @@ private:
     void loadLanguage();
     QAction *languageItem(const QString &tag) const;
     void menuMultiLanguageFiles_Click(QAction *item);
-    void buildAudioControls(QWidget *parent, QVBoxLayout *side);
+    void buildAudioControls(QWidget *parent);
     void buildAudioMenu();
     void setLevelCaptions();
     void speakLevel(const QString &text);
@@ -338,7 +364,6 @@ private:
     void setDocumentCaption();
     void replaceText(const QString &text);
     void showReadError(const QString &error);
-    void documentKeys(int &keyCode, int shift);
     QMenu *menuFile = nullptr;
     QAction *menuSaveTextFile = nullptr;
     QAction *menuAutoLoad = nullptr;

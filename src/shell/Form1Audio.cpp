@@ -26,8 +26,8 @@ using MultiLang::Translate;
 
 namespace {
 
-LevelSlider *makeLevel(QWidget *parent, QHBoxLayout *row, LevelSlider::Kind kind,
-                       const char *frameName, const char *caption)
+LevelSlider *makeLevel(QWidget *parent, LevelSlider::Kind kind, const char *frameName,
+                       const char *caption)
 {
     auto *frame = new QGroupBox(parent);
     frame->setObjectName(QLatin1String(frameName));
@@ -36,26 +36,24 @@ LevelSlider *makeLevel(QWidget *parent, QHBoxLayout *row, LevelSlider::Kind kind
     slider->setRestCaption(QLatin1String(caption));
     slider->setFrame(frame);
     layout->addWidget(slider, 0, Qt::AlignHCenter);
-    row->addWidget(frame);
     return slider;
 }
 
-QComboBox *makeCombo(QWidget *parent, QVBoxLayout *column, const char *frameName,
-                     const char *frameCaption, const char *labelName, const char *labelCaption,
-                     const char *comboName)
+// A frame with one list and its label on one line.
+QComboBox *makeCombo(QWidget *parent, const char *frameName, const char *frameCaption,
+                     const char *labelName, const char *labelCaption, const char *comboName)
 {
     auto *frame = new QGroupBox(QLatin1String(frameCaption), parent);
     frame->setObjectName(QLatin1String(frameName));
-    auto *layout = new QVBoxLayout(frame);
+    auto *layout = new QHBoxLayout(frame);
     auto *label = new QLabel(QLatin1String(labelCaption), frame);
     label->setObjectName(QLatin1String(labelName));
     auto *combo = new QComboBox(frame);
     combo->setObjectName(QLatin1String(comboName));
     label->setBuddy(combo); // a screen reader names the list by its label
     layout->addWidget(label);
-    layout->addWidget(combo);
-    column->addWidget(frame);
-    // A long device name is cut rather than widening the side column.
+    layout->addWidget(combo, 1);
+    // A long device name is cut rather than widening the column.
     combo->setSizeAdjustPolicy(QComboBox::AdjustToMinimumContentsLengthWithIcon);
     combo->setMinimumContentsLength(12);
     return combo;
@@ -63,20 +61,12 @@ QComboBox *makeCombo(QWidget *parent, QVBoxLayout *column, const char *frameName
 
 } // namespace
 
-void Form1::buildAudioControls(QWidget *parent, QVBoxLayout *side)
+void Form1::buildAudioControls(QWidget *parent)
 {
     installLevelSliderAccessibility();
-    auto *levels = new QHBoxLayout;
-    PictureVolumeButton =
-        makeLevel(parent, levels, LevelSlider::Kind::Volume, "FrameVolume", "Volume");
-    PictureSpeedButton = makeLevel(parent, levels, LevelSlider::Kind::Speed, "FrameSpeed", "Speed");
-    PicturePitchButton = makeLevel(parent, levels, LevelSlider::Kind::Pitch, "FramePitch", "Pitch");
-    // Beside the two lists the sliders get a usable track without making the window taller.
-    auto *row = new QHBoxLayout;
-    auto *lists = new QVBoxLayout;
-    row->addLayout(levels);
-    row->addLayout(lists, 1);
-    side->addLayout(row);
+    PictureVolumeButton = makeLevel(parent, LevelSlider::Kind::Volume, "FrameVolume", "Volume");
+    PictureSpeedButton = makeLevel(parent, LevelSlider::Kind::Speed, "FrameSpeed", "Speed");
+    PicturePitchButton = makeLevel(parent, LevelSlider::Kind::Pitch, "FramePitch", "Pitch");
 
     connect(PictureVolumeButton, &LevelSlider::valueChanged, this, &Form1::applyVolume);
     connect(PictureSpeedButton, &LevelSlider::valueChanged, this, &Form1::applySpeed);
@@ -100,12 +90,12 @@ void Form1::buildAudioControls(QWidget *parent, QVBoxLayout *side)
     for (LevelSlider *slider : {PictureVolumeButton, PictureSpeedButton, PicturePitchButton})
         connect(slider, &LevelSlider::speakValueRequested, this, &Form1::speakLevel);
 
-    ComboAudioOutput = makeCombo(parent, lists, "FrameAudioOutput", "Audio Output",
-                                 "LabelAudioOutput", "Ou&tput device", "ComboAudioOutput");
+    ComboAudioOutput = makeCombo(parent, "FrameAudioOutput", "Audio Output", "LabelAudioOutput",
+                                 "Output dev&ice", "ComboAudioOutput");
     for (const QAudioDevice &device : QMediaDevices::audioOutputs())
         ComboAudioOutput->addItem(device.description(), device.id());
-    ComboAudioFormat = makeCombo(parent, lists, "FrameAudioFormats", "Audio Format",
-                                 "LabelAudioFormat", "&Format", "ComboAudioFormat");
+    ComboAudioFormat = makeCombo(parent, "FrameAudioFormats", "Audio Format", "LabelAudioFormat",
+                                 "Forma&t", "ComboAudioFormat");
     for (int code : OfferedAudioFormatCodes()) {
         QString name;
         bool offered = false;
@@ -131,6 +121,10 @@ void Form1::buildAudioMenu()
     menuVerbose = menuAccessibilityOptions->addAction(QStringLiteral("&Verbose mode"));
     menuVerbose->setObjectName(QStringLiteral("menuVerbose"));
     menuVerbose->setCheckable(true);
+    menuKeyboardEditMode =
+        menuAccessibilityOptions->addAction(QStringLiteral("Enable &TAB key on text box"));
+    menuKeyboardEditMode->setObjectName(QStringLiteral("menuKeyboardEditMode"));
+    menuKeyboardEditMode->setCheckable(true);
 }
 
 // The sliders keep their rest captions themselves, so they need the translation as well.

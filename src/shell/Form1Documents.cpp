@@ -23,7 +23,6 @@ namespace {
 
 const QString WindowCaption = QStringLiteral("Tonaris (By Orvane)");
 const QString BreakLines = QStringLiteral("\r\n\r\n#BREAK\r\n\r\n");
-constexpr int CtrlMask = 2;
 
 QString lowerExtension(const QString &path)
 {
@@ -52,7 +51,7 @@ void Form1::buildDocumentControls()
         connect(a, &QAction::triggered, this, handler);
         return a;
     };
-    // The shortcut stands in the caption; the keys themselves are the editor's.
+    // The shortcut stands in the caption; the keys themselves are the window's.
     item("menuNew", "Ne&w\tCtrl+W", &Form1::menuNew_Click);
     item("menuOpen", "&Open...\tCtrl+O", &Form1::menuOpen_Click);
     item("menuAppend", "A&ppend...", &Form1::menuAppend_Click);
@@ -75,23 +74,6 @@ void Form1::buildDocumentControls()
 
     buildFontFrame();
     connect(Text1, &Text::DropFile, this, &Form1::Text1_DropFile);
-    connect(Text1, &Text::KeyDown, this, &Form1::documentKeys);
-}
-
-void Form1::documentKeys(int &keyCode, int shift)
-{
-    if (shift != CtrlMask)
-        return;
-    if (keyCode == Qt::Key_S)
-        menuSaveTextFileAs_Click();
-    else if (keyCode == Qt::Key_W)
-        menuNew_Click();
-    else if (keyCode == Qt::Key_O)
-        menuOpen_Click();
-    else
-        return;
-    keyCode = 0;
-    SuppressKeyPress = true;
 }
 
 void Form1::setDocumentCaption()

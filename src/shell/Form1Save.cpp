@@ -67,10 +67,9 @@ void Form1::buildSaveMenus()
     const qsizetype exitAt =
         fileItems.indexOf(file->findChild<QAction *>(QStringLiteral("menuExit")));
     QAction *beforeExit = exitAt > 0 ? fileItems.at(exitAt - 1) : nullptr;
-    menuSaveAudioFileAs = new QAction(QStringLiteral("&Save wav or mp3 as..."), file);
+    menuSaveAudioFileAs = new QAction(QStringLiteral("&Save wav or mp3 as...\tCtrl+Shift+S"), file);
     file->insertAction(beforeExit, menuSaveAudioFileAs);
     menuSaveAudioFileAs->setObjectName(QStringLiteral("menuSaveAudioFileAs"));
-    menuSaveAudioFileAs->setShortcut(QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_S));
     connect(menuSaveAudioFileAs, &QAction::triggered, this, &Form1::menuSaveAudioFileAs_Click);
 
     auto checkItem = [](QMenu *menu, const char *name, const char *caption, QAction *before) {

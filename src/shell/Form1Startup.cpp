@@ -37,11 +37,9 @@ QString yesNo(bool on)
 
 void Form1::buildFontFrame()
 {
-    // Beside the other frames of the side panel, above its closing stretch.
-    auto *side = qobject_cast<QBoxLayout *>(centralWidget()->layout()->itemAt(1)->layout());
     auto *frame = new QGroupBox(QStringLiteral("Font Select"), centralWidget());
     frame->setObjectName(QStringLiteral("FrameFontSelect"));
-    auto *layout = new QVBoxLayout(frame);
+    auto *layout = new QHBoxLayout(frame);
     auto *fontLabel = new QLabel(QStringLiteral("Font"), frame);
     fontLabel->setObjectName(QStringLiteral("LabelFonts"));
     ComboFonts = new QComboBox(frame);
@@ -54,14 +52,12 @@ void Form1::buildFontFrame()
     sizeLabel->setBuddy(ComboFontSize);
     for (int size : FontSizes)
         ComboFontSize->addItem(QString::number(size));
+    ComboFonts->setSizeAdjustPolicy(QComboBox::AdjustToMinimumContentsLengthWithIcon);
+    ComboFonts->setMinimumContentsLength(8);
     layout->addWidget(fontLabel);
-    layout->addWidget(ComboFonts);
+    layout->addWidget(ComboFonts, 1);
     layout->addWidget(sizeLabel);
     layout->addWidget(ComboFontSize);
-    if (side)
-        side->insertWidget(side->count() - 1, frame);
-    else
-        frame->hide();
 
     connect(ComboFonts, &QComboBox::textActivated, this,
             [this](const QString &family) { Text1->SetFontName(family); });

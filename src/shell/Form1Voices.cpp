@@ -114,7 +114,7 @@ const char *const HiddenForExternal[] = {"menuPlaySoundFile",
 
 } // namespace
 
-void Form1::buildVoiceControls(QWidget *frame, QVBoxLayout *layout)
+void Form1::buildVoiceControls(QWidget *frame, QBoxLayout *row)
 {
     ImageBandiera = new QLabel(frame);
     ImageBandiera->setObjectName(QStringLiteral("ImageBandiera"));
@@ -123,10 +123,7 @@ void Form1::buildVoiceControls(QWidget *frame, QVBoxLayout *layout)
     ImageBandiera->setAccessibleName(QStringLiteral("Voice greeting"));
     ImageBandiera->installEventFilter(
         new FlagActivation(ImageBandiera, [this] { ImageBandiera_DblClick(); }));
-    auto *row = new QHBoxLayout;
     row->addWidget(ImageBandiera);
-    row->addStretch(1);
-    layout->addLayout(row);
 }
 
 void Form1::buildVoiceMenus()

@@ -57,7 +57,7 @@ FormQuotedTextOptions::FormQuotedTextOptions(Form1 *owner)
     ComboVoci->setObjectName(QStringLiteral("ComboVoci"));
     ComboVoci->setSizeAdjustPolicy(QComboBox::AdjustToMinimumContentsLengthWithIcon);
     ComboVoci->setMinimumContentsLength(24); // room for "English (America), female"
-    label->setBuddy(ComboVoci); // a screen reader names the list by its label
+    label->setBuddy(ComboVoci);              // a screen reader names the list by its label
     auto *subLayout = new QVBoxLayout(FrameSubVoiceSelect);
     subLayout->addWidget(label);
     subLayout->addWidget(ComboVoci);

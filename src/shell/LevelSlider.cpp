@@ -341,27 +341,36 @@ void LevelSlider::resizeEvent(QResizeEvent *)
     placeKnob();
 }
 
-void LevelSlider::keyPressEvent(QKeyEvent *event)
+bool LevelSlider::KeyDown(int key)
 {
-    switch (event->key()) {
+    switch (key) {
     case Qt::Key_Up:
         if (m_value >= maximum())
-            return;
+            return true; // at the limit nothing at all happens
         edit(std::min(m_value + step(), maximum()), false);
         break;
     case Qt::Key_Down:
         if (m_value <= minimum())
-            return;
+            return true;
         edit(std::max(m_value - step(), minimum()), false);
         break;
     case Qt::Key_Space:
         resetToDefault();
         break;
     default:
-        QWidget::keyPressEvent(event);
-        return;
+        return false;
     }
-    showValueInCaption();
+    if (hasFocus())
+        showValueInCaption();
+    else
+        emit speakValueRequested(QString::number(m_value));
+    return true;
+}
+
+void LevelSlider::keyPressEvent(QKeyEvent *event)
+{
+    if (!KeyDown(event->key()))
+        QWidget::keyPressEvent(event);
 }
 
 void LevelSlider::mousePressEvent(QMouseEvent *event)

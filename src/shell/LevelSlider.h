@@ -44,6 +44,10 @@ public:
     void setValue(int value);
     // The value the knob's present place stands for.
     int readValue() const;
+    // Up and Down step the value, Space resets it; then the new value is asked to be spoken
+    // and, while the slider has the focus, shown in the frame's caption. At a limit the key
+    // does nothing. False for any other key.
+    bool KeyDown(int key);
     // What a double-click does: back to the default, reported as an edit by the user.
     void resetToDefault();
 
