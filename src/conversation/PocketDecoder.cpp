@@ -2,6 +2,8 @@
 
 #include <QRegularExpression>
 
+#include <algorithm>
+
 #include <pocketsphinx.h>
 
 namespace tonaris {
@@ -49,6 +51,20 @@ bool isPlainWord(const QString &word)
 }
 
 } // namespace
+
+QString PocketDecoder::listedPhrase(const QString &hypothesis, const QStringList &phrases)
+{
+    QStringList words = hypothesis.split(QLatin1Char(' '), Qt::SkipEmptyParts);
+    auto isGarbage = [&phrases](const QString &word) {
+        return !phrases.contains(word) &&
+               std::any_of(std::begin(GarbageWords), std::end(GarbageWords),
+                           [&word](const char *g) { return word == QLatin1String(g); });
+    };
+    while (!words.isEmpty() && isGarbage(words.first()))
+        words.removeFirst();
+    const QString phrase = words.join(QLatin1Char(' '));
+    return phrases.contains(phrase) ? phrase : QString();
+}
 
 PocketDecoder::~PocketDecoder()
 {
@@ -176,10 +192,17 @@ QStringList PocketDecoder::feed(const std::int16_t *samples, std::size_t count)
     }
     ps_process_raw(m_ps, samples, count, FALSE, FALSE);
     const bool speech = ps_get_in_speech(m_ps) != 0;
-    if (speech)
+    if (speech) {
         m_heardSpeech = true;
-    else if (m_heardSpeech)
-        endUtterance(&results);
+    } else if (m_heardSpeech) {
+        // A noise that gave no word (a click, a breath, the room coming in) does not end the
+        // utterance: ending it there would cut the start off speech that follows at once.
+        const char *partial = ps_get_hyp(m_ps, nullptr);
+        if (partial && *partial)
+            endUtterance(&results);
+        else
+            m_heardSpeech = false;
+    }
     return results;
 }
 

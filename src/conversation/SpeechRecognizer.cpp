@@ -321,8 +321,13 @@ void SpeechRecognizer::heard(const QString &phrase, int generation)
     qCDebug(lcRecognition) << "heard" << phrase << generation << m_generation;
     if (generation != m_generation || RecognizerState != 1 || phrase.isEmpty())
         return;
-    if (RecognizerActive == 1 || m_phrases.contains(phrase))
+    if (RecognizerActive == 1) {
         emit ASR_Recognition(phrase);
+        return;
+    }
+    const QString listed = PocketDecoder::listedPhrase(phrase, m_phrases);
+    if (!listed.isEmpty())
+        emit ASR_Recognition(listed);
     else
         emit ASR_FalseRecognition();
 }

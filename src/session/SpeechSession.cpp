@@ -627,7 +627,11 @@ void SpeechSession::SaveStep()
     m_save->SaveStep();
 }
 void SpeechSession::RecorderPlaybackWatch() {}
-void SpeechSession::DictationGate() {}
+void SpeechSession::DictationGate()
+{
+    if (DictationTick)
+        DictationTick(SpeechState == StateIdle && SpeechRequest == RequestNone);
+}
 void SpeechSession::IdleWatchers() {}
 
 } // namespace tonaris

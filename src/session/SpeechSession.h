@@ -126,6 +126,9 @@ public:
     // 0 and a script that waits for an answer stands still.
     std::function<int(const QStringList &phrases)> StartRecognition;
     std::function<void()> PauseRecognitionHook;
+    // Each tick, for dictation: quiet when nothing is spoken or asked for, so that the
+    // recogniser never hears the program's own voice.
+    std::function<void(bool quiet)> DictationTick;
 
     // Saving to audio files: its options, its state and its step.
     SaveToAudio &saver() { return *m_save; }

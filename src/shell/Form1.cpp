@@ -54,6 +54,7 @@ Form1::Form1(SpeechEngine *voice, SpeechEngine *voiceOver, QWidget *parent)
     buildTextPrepMenus();
     buildDocumentControls();
     buildSaveMenus();
+    buildConversation();
     arrangeMenus();
     setCaptions();
     setEditMenuCaptions();

@@ -227,6 +227,7 @@ void Form1::LoadSettings()
     if (m_session.EngineKind != EngineKindExternal)
         ShowCurrentAudioFormat();
     loadTextPrepSettings(ini);
+    loadConversationSettings(ini);
 }
 
 void Form1::SaveSettings()
@@ -273,6 +274,7 @@ void Form1::SaveSettings()
         write("AudioFormatSAPI4", QString::number(AudioFormatIndexSapi4));
         write("DeviceAudioOutput", ComboAudioOutput->currentText());
         saveTextPrepSettings(ini);
+        saveConversationSettings(ini);
         const QStringList allowed = m_consent->allowedList();
         for (int i = 0; i <= allowed.size(); ++i) // one more, emptied, ends the list
             ini.write(Section, QStringLiteral("AllowedProgram%1").arg(i + 1), allowed.value(i));
