@@ -60,8 +60,9 @@ QString PocketDecoder::listedPhrase(const QString &hypothesis, const QStringList
                std::any_of(std::begin(GarbageWords), std::end(GarbageWords),
                            [&word](const char *g) { return word == QLatin1String(g); });
     };
-    while (!words.isEmpty() && isGarbage(words.first()))
-        words.removeFirst();
+    if (words.size() > 1 && isGarbage(words.first()))
+        words.removeFirst(); // one sound in front: a breath or a click, not a sentence
+
     const QString phrase = words.join(QLatin1Char(' '));
     return phrases.contains(phrase) ? phrase : QString();
 }

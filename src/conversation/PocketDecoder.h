@@ -46,9 +46,9 @@ public:
 
     QString errorString() const { return m_error; }
 
-    // The listed phrase a word-list hypothesis stands for, "" when it is none. Garbage in
-    // front of it (a breath, a click, the room) is passed over; anything behind it is not, so
-    // "yes please" is not "yes".
+    // The listed phrase a word-list hypothesis stands for, "" when it is none. One garbage
+    // word in front of it (a breath, a click) is passed over; more, or anything behind it, is
+    // not, so neither "yes please" nor "what a lovely day" is "yes".
     static QString listedPhrase(const QString &hypothesis, const QStringList &phrases);
     // The phrase as the decoder reports it: lower case, one blank between words.
     static QString normalizePhrase(const QString &phrase);

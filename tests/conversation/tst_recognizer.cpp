@@ -40,8 +40,10 @@ void TestRecognizer::listedPhrase_data()
     QTest::addColumn<QString>("phrase");
     QTest::newRow("the word alone") << "yes"
                                     << "yes";
-    QTest::newRow("noise in front passes") << "bee uh yes"
-                                           << "yes";
+    QTest::newRow("one noise in front passes") << "bee yes"
+                                               << "yes";
+    QTest::newRow("a sentence ending in the word does not") << "wa ta uh uh yes"
+                                                            << "";
     QTest::newRow("more words behind do not") << "yes uh nee"
                                               << "";
     QTest::newRow("garbage only") << "wa ta uh"
