@@ -10,7 +10,8 @@ TONARIS_PACKAGES=(
     poppler-utils catdoc antiword libreoffice-writer-nogui
     fonts-dejavu-core
 )
-TONARIS_TEST_PACKAGES=(pulseaudio pulseaudio-utils espeak-ng sox flite)
+TONARIS_TEST_PACKAGES=(pulseaudio pulseaudio-utils espeak-ng sox flite
+    xvfb xauth dbus at-spi2-core python3-pyatspi)
 
 # Installs the named packages that are missing, with one apt-get update only when needed.
 install_missing() {

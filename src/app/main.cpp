@@ -34,8 +34,10 @@ int main(int argc, char *argv[])
         // A run that ends by itself may never have shown its window: end the loop explicitly.
         QObject::connect(&window.session(), &tonaris::SpeechSession::unloadRequested, &app,
                          &QCoreApplication::quit, Qt::QueuedConnection);
-        if (!commandLine.hidden)
+        if (!commandLine.hidden) {
             window.show();
+            window.activateWindow(); // typing goes to the editor at once, with or without a WM
+        }
         if (window.RunCommandLine(commandLine))
             status = QApplication::exec();
         else

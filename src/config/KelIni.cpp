@@ -244,6 +244,44 @@ int IniFile::findKey(int sectionLine, const QString &key) const
     return -1;
 }
 
+bool IniFile::contains(const QString &section, const QString &key) const
+{
+    const int s = findSection(section);
+    return s >= 0 && findKey(s, key) >= 0;
+}
+
+void IniFile::orderSection(const QString &section, const QStringList &keys)
+{
+    const int s = findSection(section);
+    if (s < 0)
+        return;
+    int end = s + 1;
+    while (end < m_lines.size() && sectionName(m_lines[end]).isNull())
+        ++end;
+    // Blank lines at the section's end stay there, before the next section.
+    int body = end;
+    while (body > s + 1 && trimBlanks(m_lines[body - 1]).isEmpty())
+        --body;
+    QStringList rest = m_lines.mid(s + 1, body - s - 1);
+    QStringList ordered;
+    for (const QString &key : keys) {
+        const QString wanted = trimBlanks(key);
+        for (qsizetype i = 0; i < rest.size(); ++i) {
+            if (keyName(rest[i]).compare(wanted, Qt::CaseInsensitive) == 0) {
+                ordered.append(rest.takeAt(i));
+                break;
+            }
+        }
+    }
+    ordered += rest;
+    for (int i = 0; i < ordered.size(); ++i) {
+        if (m_lines[s + 1 + i] != ordered[i]) {
+            m_lines[s + 1 + i] = ordered[i];
+            m_modified = true;
+        }
+    }
+}
+
 QString IniFile::read(const QString &section, const QString &key, const QString &defaultValue) const
 {
     const int s = findSection(section);

@@ -50,6 +50,11 @@ public:
     QString read(const QString &section, const QString &key, const QString &defaultValue) const;
     void write(const QString &section, const QString &key, const QString &value);
     bool isModified() const { return m_modified; }
+    // Whether the section holds the key.
+    bool contains(const QString &section, const QString &key) const;
+    // Puts the lines of the named keys first in their section, in the order given; the other
+    // lines of the section (keys of other versions, comments) follow in the order they had.
+    void orderSection(const QString &section, const QStringList &keys);
     // Replaces the file atomically when something changed; true when nothing had to be done.
     bool save(QString *error = nullptr);
 

@@ -82,6 +82,7 @@ void SpeechSession::TimerSpeech_Timer()
 
     RecorderPlaybackWatch();
     DictationGate();
+    emit ticked();
 
     // A sound file of a script has finished playing.
     if (PlayActive == 1 && Voice && Voice->RunningState() == SRSEDone)
@@ -208,6 +209,7 @@ void SpeechSession::stepLine()
 
 void SpeechSession::stopRun()
 {
+    SpeechFromClipboard = false;
     // A paused engine is resumed before it is stopped.
     if (SpeechState == StatePaused || SpeechState == StatePausedRecognizing) {
         SpeechRequest = RequestResume;
@@ -277,6 +279,7 @@ void SpeechSession::resumeRun()
 
 void SpeechSession::endOfRun()
 {
+    SpeechFromClipboard = false;
     if (SpeechRestoreCaret && m_editor) {
         // Behind the last line the caret goes to the end of the text.
         const int start = m_editor->GetPosStartFromLineIndex(SpeechLineIndex - 1 + SpeechCaretBias);

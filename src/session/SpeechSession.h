@@ -213,6 +213,8 @@ signals:
     void unloadRequested();
     // 0..100 while the main voice sounds.
     void audioLevel(int level);
+    // Every tick of TimerSpeech, before its own work: the window's once-a-tick duties.
+    void ticked();
 
 private:
     void stepLine();

@@ -136,7 +136,6 @@ void Form1::setCaptions()
     CheckASR->setText(QStringLiteral("Start AS&R"));
     CheckASR->setToolTip(QStringLiteral("Start Automatic Speech Recognition"));
     CheckShowCharacter->setText(QStringLiteral("S&how Character"));
-    PictureCharacter->setAccessibleName(QStringLiteral("Character"));
     const struct
     {
         const char *name;

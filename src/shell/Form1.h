@@ -22,6 +22,7 @@ namespace tonaris {
 
 class FormFind;
 class Resizer;
+class TalkingCharacter;
 class FormWaitToSaving;
 class IniFile;
 class ProgramConsent;
@@ -65,13 +66,17 @@ public:
     void menuShortcutKeys_Click();
     void menuDonations_Click();
     void menuAboutTonaris_Click();
+    // Once a second on the speech timer: a new text on the clipboard is spoken.
+    void clipboardLook();
+    QString LastClipboardText;
+    int ClipboardTicks = 0;
     Resizer *Resizer1 = nullptr;
     bool ResizeAllowed = false;
     QCheckBox *CheckIA = nullptr;
     QCheckBox *CheckGetClipboard = nullptr;
     QCheckBox *CheckASR = nullptr;
     QCheckBox *CheckShowCharacter = nullptr;
-    QLabel *PictureCharacter = nullptr;
+    TalkingCharacter *PictureCharacter = nullptr;
     QAction *menuKeyboardEditMode = nullptr;
 
     // The Edit menu and the editor's popup.

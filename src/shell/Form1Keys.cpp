@@ -165,7 +165,7 @@ void Form1::Form_KeyDown(int &keyCode, int shift)
                 state != SpeechSession::StatePausedRecognizing &&
                 state != SpeechSession::StateRecognizing)
                 return false;
-            const int line = m_session.SpeechLineIndex - 1 + m_session.SpeechCaretBias;
+            const int line = m_session.SpeechLineIndex - 1;
             if (line >= 0 && line < Text1->LineCount()) {
                 Text1->SetSelStart(Text1->GetPosStartFromLineIndex(line));
                 Text1->SetSelLength(0);

@@ -4,12 +4,14 @@
 
 #include "shell/LevelSlider.h"
 #include "shell/Resizer.h"
+#include "shell/TalkingCharacter.h"
 #include "textprep/Text.h"
 
 #include <QCheckBox>
 #include <QComboBox>
 #include <QEvent>
 #include <QGroupBox>
+#include <QGuiApplication>
 #include <QHBoxLayout>
 #include <QLabel>
 #include <QMenuBar>
@@ -148,10 +150,9 @@ void Form1::buildWindow()
     auto *clipLayout = new QVBoxLayout(frameClip);
     CheckGetClipboard = make<QCheckBox>(frameClip, "CheckGetClipboard");
     CheckASR = make<QCheckBox>(frameClip, "CheckASR");
-    for (QCheckBox *w : {CheckGetClipboard, CheckASR}) {
-        w->setEnabled(false);
+    CheckASR->setEnabled(false); // until recognition is there
+    for (QCheckBox *w : {CheckGetClipboard, CheckASR})
         clipLayout->addWidget(w);
-    }
 
     // The recorder's frame; its service fills it in.
     QGroupBox *frameRecord = makeFrame(central, "FrameRecord");
@@ -166,12 +167,31 @@ void Form1::buildWindow()
     }
     recordLayout->addWidget(frameRecordCommands);
 
-    PictureCharacter = make<QLabel>(central, "PictureCharacter");
-    PictureCharacter->setMinimumSize(64, 72);
-    PictureCharacter->setAlignment(Qt::AlignCenter);
+    PictureCharacter = new TalkingCharacter(central);
     CheckShowCharacter = make<QCheckBox>(central, "CheckShowCharacter");
     CheckShowCharacter->setChecked(true);
-    connect(CheckShowCharacter, &QCheckBox::toggled, PictureCharacter, &QWidget::setVisible);
+    connect(CheckShowCharacter, &QCheckBox::toggled, PictureCharacter,
+            &TalkingCharacter::setCharacterEnabled);
+    connect(this, &Form1::voiceBound, PictureCharacter, [this](int index) {
+        if (index >= 0 && index < VoiceCount())
+            PictureCharacter->assignFace(Voices[index]);
+    });
+    connect(&m_session, &SpeechSession::audioLevel, PictureCharacter, [this](int level) {
+        PictureCharacter->AudioLevel(level, m_session.SpeechState, CurrentVolume(),
+                                     m_session.CustomizeVoiceInQuotedText,
+                                     m_session.PlayActive == 1);
+    });
+    connect(&m_session, &SpeechSession::ticked, this, [this] {
+        PictureCharacter->tick(m_session.SpeechState);
+        clipboardLook();
+    });
+
+    // The clipboard is looked at once a second; on Wayland an unfocused window is not told.
+    CheckGetClipboard->setEnabled(QGuiApplication::platformName() != QLatin1String("wayland"));
+    connect(CheckGetClipboard, &QCheckBox::toggled, this, [this](bool on) {
+        if (!on)
+            LastClipboardText.clear();
+    });
 
     buildAudioControls(central);
     setCentralWidget(central);
@@ -247,9 +267,16 @@ void Form1::arrangeWindow()
     for (const char *name : TabOrder)
         if (auto *w = findChild<QWidget *>(QLatin1String(name)))
             w->setProperty("TabIndex", index++);
+    // A control inside another (the editor's own edit box) is part of that control.
+    auto insideControl = [this](const QWidget *w) {
+        for (w = w->parentWidget(); w && w != this; w = w->parentWidget())
+            if (w->property("TabIndex").isValid())
+                return true;
+        return false;
+    };
     for (QWidget *w : findChildren<QWidget *>())
         if (w->window() == this && !w->property("TabIndex").isValid() &&
-            w->focusPolicy() & Qt::TabFocus)
+            (w->focusPolicy() & Qt::TabFocus) && !insideControl(w))
             w->setProperty("TabIndex", index++);
 
     Resizer1 = new Resizer(this);
@@ -262,8 +289,10 @@ void Form1::arrangeWindow()
     resize(design.width(), design.height() + bars);
     Resizer1->setMinSizeLimit(true);
     // Where the screen can hold it, the window manager keeps the window from getting smaller.
+    // (The offscreen platform of hidden runs has no window manager to tell.)
     const QSize screen = this->screen() ? this->screen()->availableGeometry().size() : QSize();
-    if (screen.width() >= width() && screen.height() >= height())
+    if (screen.width() >= width() && screen.height() >= height() &&
+        QGuiApplication::platformName() != QLatin1String("offscreen"))
         setMinimumSize(size());
     area->installEventFilter(this);
     ResizeAllowed = true;

@@ -184,6 +184,13 @@ void Form1::arrangeMenus()
     help("menuDonations", "Support With &Donation...", &Form1::menuDonations_Click);
     help("menuAboutTonaris", "A&bout Tonaris", &Form1::menuAboutTonaris_Click);
 
+    // The tray's menu, for a tray icon the program does not put up.
+    auto *tray = new QMenu(this);
+    tray->setObjectName(QStringLiteral("TrayBarMenu"));
+    QAction *closeProgram = tray->addAction(QStringLiteral("Close"));
+    closeProgram->setObjectName(QStringLiteral("menuCloseProgram"));
+    connect(closeProgram, &QAction::triggered, this, &QWidget::close);
+
     // The bar: File, Edit, Options, Help.
     QMenuBar *bar = menuBar();
     for (const char *name : {"menuFile", "menuEdit", "menuOptions", "menuAbout"}) {

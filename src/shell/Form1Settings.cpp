@@ -40,6 +40,62 @@ QString properCase(const QString &name)
             w[0] = w[0].toUpper();
     return words.join(QLatin1Char(' '));
 }
+// Every key the program keeps, in the order the file holds them, with the value a key gets
+// while the feature behind it has never written one. Keys of other versions follow these.
+const struct
+{
+    const char *key;
+    const char *missing;
+} SettingsOrder[] = {
+    {"SaveSettings", "True"},
+    {"ErrorResolutionShowed", "False"},
+    {"FileLNGForTranslate", ""},
+    {"SpeechInterface", "SAPI5"},
+    {"VoiceForQuoted", "False"},
+    {"VoiceForQuotedIndex", "0"},
+    {"VoiceForQuotedSpeed", "0"},
+    {"VoiceForQuotedPitch", "0"},
+    {"Mp3Quality", "Balanced"},
+    {"FileAIPersonality", ""},
+    {"FileCorrectionTable", ""},
+    {"AudioFormat", "-1"},
+    {"AudioFormatSAPI4", "-1"},
+    {"DeviceAudioOutput", ""},
+    {"ASREngine", "0"},
+    {"ASRAudioInput", "0"},
+    {"RunWithIdlePriority", "False"},
+    {"FontName", ""},
+    {"FontSize", ""},
+    {"IAReply", "False"},
+    {"WordWrap", "False"},
+    {"AutoSelectAudioFormat", "True"},
+    {"VerboseMode", "False"},
+    {"SpeakVolumeNumberAndVolumeTitle", "False"},
+    {"SpeakVolumeTitleAndVolumeNumber", "True"},
+    {"AutoFormatHard", "False"},
+    {"AutoFormat", "False"},
+    {"AutoApplyConversionsTable", "False"},
+    {"AddInitialAndFinalSilence", "False"},
+    {"OnVoiceSelectSpeakCountryToo", "True"},
+    {"AlwaysSaveAudioWithMaxVolume", "True"},
+    {"TAGValidityOnlyForCurrentLine", "True"},
+    {"KeyboardEditMode", "False"},
+    {"ConfigureVoicesIndependently", "False"},
+    {"AutoLoadLastSaved", "False"},
+    {"LastSavedFilename", ""},
+    {"LastCursorPosition", ""},
+    {"Tracking", "0"},
+    {"Volume", "50"},
+    {"Speed", "0"},
+    {"Pitch", "0"},
+    {"CharacterEnabled", "1"},
+    {"VoceSAPI5Selezionata", "0"},
+    {"VoceSAPI4Selezionata", "0"},
+    {"SpeechLineOnEnterPressed", "0"},
+    {"ExtensionFilterIndex", "2"},
+    {"SplitMp3Size", "0"},
+};
+
 } // namespace
 
 void Form1::buildOptionsMenu()
@@ -150,6 +206,9 @@ void Form1::LoadSettings()
         menuVerbose->setChecked(IniBool(read("VerboseMode", "False")));
         menuOnVoiceSelectSpeakCountryToo->setChecked(
             IniBool(read("OnVoiceSelectSpeakCountryToo", "True")));
+        menuKeyboardEditMode->setChecked(IniBool(read("KeyboardEditMode", "")));
+        CheckIA->setChecked(IniBool(read("IAReply", "False")));
+        CheckShowCharacter->setChecked(read("CharacterEnabled", "1") == QLatin1String("1"));
         if (IniBool(read("AlwaysSaveAudioWithMaxVolume", "True")))
             menuAlwaysSaveAudioWithMaxVolume->trigger();
         menuConfigureVoicesIndependently->setChecked(
@@ -273,6 +332,9 @@ void Form1::SaveSettings()
         write("AudioFormat", QString::number(AudioFormatIndexSapi5));
         write("AudioFormatSAPI4", QString::number(AudioFormatIndexSapi4));
         write("DeviceAudioOutput", ComboAudioOutput->currentText());
+        write("IAReply", yesNo(CheckIA->isChecked()));
+        write("KeyboardEditMode", yesNo(menuKeyboardEditMode->isChecked()));
+        write("CharacterEnabled", QString::number(CheckShowCharacter->isChecked() ? 1 : 0));
         saveTextPrepSettings(ini);
         saveConversationSettings(ini);
         const QStringList allowed = m_consent->allowedList();
@@ -289,6 +351,19 @@ void Form1::SaveSettings()
             }
         }
     }
+    // The documented keys first and all of them, so that the file reads as a whole; what older
+    // or newer versions wrote stays behind them.
+    QStringList order;
+    for (const auto &k : SettingsOrder) {
+        const QString key = QLatin1String(k.key);
+        if (menuSaveSettings->isChecked() && !ini.contains(Section, key))
+            ini.write(Section, key, QLatin1String(k.missing));
+        order.append(key);
+    }
+    for (const VoiceRecord &v : std::as_const(Voices))
+        for (const char *prefix : {"Volume_", "Speed_", "Pitch_"})
+            order.append(QLatin1String(prefix) + v.Vendor + v.Name);
+    ini.orderSection(Section, order);
     QString error;
     if (!ini.save(&error))
         Dialogs::instance()->message(this, error, Dialogs::Exclamation, QString());

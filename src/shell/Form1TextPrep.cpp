@@ -149,7 +149,7 @@ void Form1::buildTextPrepMenus()
     menuRemoveNewLine =
         makeItem(menuEdit, "menuRemoveNewLine", "Remove &Inappropriate Return Carriages");
     menuRemoveNewLineHard = makeItem(menuEdit, "menuRemoveNewLineHard",
-                                     "Remove &Inappropriate Return Carriages (&Hard)");
+                                     "Remove Inappropriate Return Carriages (&Hard)");
     menuEdit->insertActions(before,
                             {menuApplyConversionsTable, menuRemoveNewLine, menuRemoveNewLineHard});
     connect(menuApplyConversionsTable, &QAction::triggered, this,

@@ -144,8 +144,8 @@ void Form1::buildVoiceMenus()
         checkItem("menuAlwaysSaveAudioWithMaxVolume", "Always save audio with ma&x volume");
     connect(menuAlwaysSaveAudioWithMaxVolume, &QAction::triggered, this,
             &Form1::menuAlwaysSaveAudioWithMaxVolume_Click);
-    menuSAPI4 = checkItem("menuSAPI4", "Use e&xternal voice programs");
-    menuSAPI5 = checkItem("menuSAPI5", "Use &built-in voices");
+    menuSAPI4 = checkItem("menuSAPI4", "Use ext&ernal voice programs");
+    menuSAPI5 = checkItem("menuSAPI5", "Use b&uilt-in voices");
     // Choosing the checked one again keeps it checked; the click handlers tell the rest.
     auto *engines = new QActionGroup(menuOptions);
     engines->setExclusionPolicy(QActionGroup::ExclusionPolicy::ExclusiveOptional);

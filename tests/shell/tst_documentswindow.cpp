@@ -84,8 +84,9 @@ private slots:
         for (const QAction *a : file->actions())
             if (!a->isSeparator())
                 items << a->objectName();
-        QCOMPARE(items, (QStringList{"menuNew", "menuOpen", "menuAppend", "menuSaveTextFile",
-                                     "menuSaveTextFileAs", "menuSaveAudioFileAs", "menuExit"}));
+        QCOMPARE(items, (QStringList{"menuNew", "menuOpen", "menuAppend", "menuBatchConversion",
+                                     "menuSaveTextFile", "menuSaveTextFileAs",
+                                     "menuSaveAudioFileAs", "menuExit"}));
         const QList<QAction *> options = child<QMenu>("menuOptions")->actions();
         QCOMPARE(options.value(0)->objectName(), QStringLiteral("menuRunWithIdlePriority"));
         QCOMPARE(options.value(1)->objectName(), QStringLiteral("menuAutoLoad"));

@@ -112,7 +112,7 @@ private slots:
         QCOMPARE(options.mid(quoted - 1, 3), (QStringList{"Configure voices &independently",
                                                           "&Customize voice in quoted texts...",
                                                           "TAGs &validity for current line only"}));
-        QCOMPARE(options.indexOf(QStringLiteral("Select conve&rsions table")) + 1,
+        QCOMPARE(options.indexOf(QStringLiteral("Select conve&rsions table")) + 2,
                  options.indexOf(QStringLiteral("Lan&guage selection")));
         QCOMPARE(visibleCaptions(child<QMenu>("menuAudioBookOptions")).mid(4),
                  (QStringList{"Auto-Apply &Conversions Table",
@@ -123,7 +123,7 @@ private slots:
         QCOMPARE(edit.mid(replace, 5),
                  (QStringList{"&Replace\tCTRL+R", "Apply Conversions &Table",
                               "Remove &Inappropriate Return Carriages",
-                              "Remove &Inappropriate Return Carriages (&Hard)", "&Word Wrap"}));
+                              "Remove Inappropriate Return Carriages (&Hard)", "&Word Wrap"}));
     }
 
     void specialTagSelectsItsValue_data()

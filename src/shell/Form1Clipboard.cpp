@@ -1,0 +1,52 @@
+// Speaking what is copied: with "Get Clipboard" on, each new text on the clipboard is spoken
+// within a second, whatever program copied it. It never enters the editor and never starts a
+// program.
+#include "shell/Form1.h"
+
+#include <QCheckBox>
+#include <QClipboard>
+#include <QGuiApplication>
+#include <QMimeData>
+
+namespace tonaris {
+
+namespace {
+// The clipboard's plain text; "" when it holds none or cannot be asked.
+QString GetClipboardText()
+{
+    const QClipboard *clipboard = QGuiApplication::clipboard();
+    const QMimeData *data = clipboard ? clipboard->mimeData() : nullptr;
+    return data && data->hasText() ? data->text() : QString();
+}
+} // namespace
+
+void Form1::clipboardLook()
+{
+    if (!CheckGetClipboard->isChecked() || m_session.SpeechState == SpeechSession::StateSaving)
+        return;
+    if (++ClipboardTicks < 10)
+        return;
+    ClipboardTicks = 0;
+    const QString text = GetClipboardText();
+    if (text == LastClipboardText)
+        return;
+    if (m_session.SpeechState == SpeechSession::StateSpeaking) {
+        m_session.SpeechRequest = SpeechSession::RequestStop;
+        m_session.TimerSpeech_Timer();
+    }
+    // Paused or listening: the text waits for a later look.
+    if (m_session.SpeechState != SpeechSession::StateIdle)
+        return;
+    LastClipboardText = text;
+    if (text.isEmpty())
+        return;
+    m_session.SpeechText = text;
+    m_session.SpeechStopLine = -1;
+    m_session.SpeechTrackWords = false;
+    m_session.SpeechRestoreCaret = false;
+    m_session.SpeechFromClipboard = true; // a copied text never starts a program
+    m_session.SpeechRequest = SpeechSession::RequestStart;
+    m_session.SetTimerFast();
+}
+
+} // namespace tonaris

@@ -1,0 +1,553 @@
+// The window as a whole: the resizer, every key of the window from any control, the Tab walk,
+// the layout on a small screen and the order of the settings file.
+#include "RecordingDialogs.h"
+#include "ScriptedWindow.h"
+#include "TestSupport.h"
+#include "config/AppPaths.h"
+#include "config/Dialogs.h"
+#include "session/SaveToAudio.h"
+#include "shell/Form1.h"
+#include "shell/LevelSlider.h"
+#include "shell/Resizer.h"
+#include "textprep/Text.h"
+
+#include <QAbstractButton>
+#include <QAction>
+#include <QApplication>
+#include <QComboBox>
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QGroupBox>
+#include <QMenu>
+#include <QMenuBar>
+#include <QPlainTextEdit>
+#include <QRegularExpression>
+#include <QTest>
+
+using namespace tonaris;
+using tonaris::test::RecordingDialogs;
+using tonaris::test::ScriptedEngine;
+
+namespace {
+
+// What a key must have done, checked on the window after the key.
+struct KeyRow
+{
+    const char *name;
+    Qt::Key key;
+    Qt::KeyboardModifiers modifiers;
+    std::function<bool(Form1 *, ScriptedEngine *, RecordingDialogs &)> reached;
+    bool endsInEditor; // the focus ends on the editor, wherever it was
+};
+
+int voiceIndex(Form1 *w)
+{
+    return w->findChild<QComboBox *>(QStringLiteral("ComboVoci"))->currentIndex();
+}
+
+int volume(Form1 *w)
+{
+    return w->CurrentVolume();
+}
+
+const KeyRow KeyRows[] = {
+    {"F1",
+     Qt::Key_F1,
+     {},
+     [](Form1 *, ScriptedEngine *, RecordingDialogs &) { return true; },
+     true},
+    {"F5 speaks",
+     Qt::Key_F5,
+     {},
+     [](Form1 *w, ScriptedEngine *, RecordingDialogs &) { return w->session().SpeechState == 1; },
+     false},
+    {"Shift+F5 speaks too", Qt::Key_F5, Qt::ShiftModifier,
+     [](Form1 *w, ScriptedEngine *, RecordingDialogs &) { return w->session().SpeechState == 1; },
+     false},
+    {"F7 the current line",
+     Qt::Key_F7,
+     {},
+     [](Form1 *, ScriptedEngine *v, RecordingDialogs &) {
+         return v->spoken() == QStringList{"beta"};
+     },
+     false},
+    {"F8 the next line",
+     Qt::Key_F8,
+     {},
+     [](Form1 *, ScriptedEngine *v, RecordingDialogs &) {
+         return v->spoken() == QStringList{"gamma"};
+     },
+     false},
+    {"F6 the previous line",
+     Qt::Key_F6,
+     {},
+     [](Form1 *, ScriptedEngine *v, RecordingDialogs &) {
+         return v->spoken() == QStringList{"alpha"};
+     },
+     false},
+    {"F9 from the caret",
+     Qt::Key_F9,
+     {},
+     [](Form1 *, ScriptedEngine *v, RecordingDialogs &) {
+         return v->spoken().value(0) == QLatin1String("beta");
+     },
+     false},
+    {"F11 wraps to the last voice",
+     Qt::Key_F11,
+     {},
+     [](Form1 *w, ScriptedEngine *, RecordingDialogs &) { return voiceIndex(w) == 2; },
+     false},
+    {"F12 the next voice",
+     Qt::Key_F12,
+     {},
+     [](Form1 *w, ScriptedEngine *, RecordingDialogs &) { return voiceIndex(w) == 1; },
+     false},
+    {"Shift+F12 the last voice", Qt::Key_F12, Qt::ShiftModifier,
+     [](Form1 *w, ScriptedEngine *, RecordingDialogs &) { return voiceIndex(w) == 2; }, false},
+    {"Alt+2 volume up", Qt::Key_2, Qt::AltModifier,
+     [](Form1 *w, ScriptedEngine *, RecordingDialogs &) { return volume(w) == 55; }, true},
+    {"Alt+1 volume down", Qt::Key_1, Qt::AltModifier,
+     [](Form1 *w, ScriptedEngine *, RecordingDialogs &) { return volume(w) == 45; }, true},
+    {"Alt+4 speed up", Qt::Key_4, Qt::AltModifier,
+     [](Form1 *w, ScriptedEngine *, RecordingDialogs &) { return w->CurrentSpeed() == 1; }, true},
+    {"Alt+5 pitch down", Qt::Key_5, Qt::AltModifier,
+     [](Form1 *w, ScriptedEngine *, RecordingDialogs &) { return w->CurrentPitch() == -1; }, true},
+    // A cancelled file dialog leaves the user in the editor.
+    {"Ctrl+O opens", Qt::Key_O, Qt::ControlModifier,
+     [](Form1 *, ScriptedEngine *, RecordingDialogs &d) { return d.titles.size() == 1; }, true},
+    {"Ctrl+S saves the text", Qt::Key_S, Qt::ControlModifier,
+     [](Form1 *, ScriptedEngine *, RecordingDialogs &d) { return d.titles.size() == 1; }, true},
+    {"Ctrl+Shift+S saves audio", Qt::Key_S, Qt::ControlModifier | Qt::ShiftModifier,
+     [](Form1 *, ScriptedEngine *, RecordingDialogs &d) { return d.titles.size() == 1; }, false},
+};
+
+const char *const FocusTargets[] = {"Text1", "ComboAudioFormat", "CommandSpeakNextLine"};
+
+QWidget *focusTarget(Form1 *w, const QString &name)
+{
+    return name == QLatin1String("Text1") ? w->Text1->editor() : w->findChild<QWidget *>(name);
+}
+
+// Records the keys that reach a control.
+struct KeySeen : QObject
+{
+    QList<int> keys;
+    bool eventFilter(QObject *, QEvent *e) override
+    {
+        if (e->type() == QEvent::KeyPress)
+            keys.append(static_cast<QKeyEvent *>(e)->key());
+        return false;
+    }
+};
+
+} // namespace
+
+class TestWindow : public QObject, tonaris::test::ScriptedWindow
+{
+    Q_OBJECT
+
+private:
+    RecordingDialogs dialogs;
+
+    bool openWithThreeVoices()
+    {
+        return openWindow([](ScriptedEngine &e) {
+            e.voices.append({QStringLiteral("b"), QStringLiteral("Bravo"), QStringLiteral("FEMALE"),
+                             QStringLiteral("Test"), QStringLiteral("409"), QStringLiteral("en-us"),
+                             QString()});
+            e.voices.append({QStringLiteral("c"), QStringLiteral("Charlie"), QStringLiteral("MALE"),
+                             QStringLiteral("Test"), QStringLiteral("409"), QStringLiteral("en-us"),
+                             QString()});
+        });
+    }
+
+    static void press(Qt::Key key, Qt::KeyboardModifiers modifiers = {})
+    {
+        QTest::keyClick(QApplication::focusWidget(), key, modifiers);
+    }
+
+    QString focusName() const
+    {
+        QWidget *f = QApplication::focusWidget();
+        if (f && f->parentWidget() == w->Text1)
+            return QStringLiteral("Text1");
+        return f ? f->objectName() : QString();
+    }
+
+private slots:
+    void initTestCase()
+    {
+        test::isolateEnvironment();
+        Dialogs::install(&dialogs);
+    }
+    void init()
+    {
+        QFile::remove(SettingsFilePath());
+        QVERIFY(openWithThreeVoices());
+        dialogs.clear();
+        // The audio save asks for its target here instead of in a file dialog.
+        w->session().saver().ChooseTarget = [this](const QString &, int &) {
+            dialogs.titles.append(QStringLiteral("audio target"));
+            return QString();
+        };
+    }
+    void cleanup() { closeWindow(); }
+
+    // ---- The resizer, on a plain widget and a screen of the test's choosing ----
+
+    void resizerScalesByTag_data()
+    {
+        QTest::addColumn<QString>("tag");
+        QTest::addColumn<QRect>("doubled");
+        QTest::newRow("no tag scales all") << QString() << QRect(20, 40, 200, 100);
+        QTest::newRow("a note without @ scales all") << "left here" << QRect(20, 40, 200, 100);
+        QTest::newRow("@ pins") << "@" << QRect(10, 20, 100, 50);
+        QTest::newRow("@W grows to the right") << "@W" << QRect(10, 20, 200, 50);
+        QTest::newRow("lower case @l,t moves") << "@l,t" << QRect(20, 40, 100, 50);
+        QTest::newRow("@T,H and other text") << "@ top T H" << QRect(10, 40, 100, 100);
+    }
+    void resizerScalesByTag()
+    {
+        QFETCH(QString, tag);
+        QFETCH(QRect, doubled);
+        QWidget form;
+        form.resize(400, 300);
+        auto *control = new QWidget(&form);
+        control->setGeometry(10, 20, 100, 50);
+        control->setProperty("Tag", tag);
+        Resizer resizer;
+        resizer.setSourceForm(&form);
+        resizer.ResizeControls(); // measures only
+        QCOMPARE(control->geometry(), QRect(10, 20, 100, 50));
+        form.resize(800, 600);
+        resizer.ResizeControls();
+        QCOMPARE(control->geometry(), doubled);
+        // Always from the design: an odd size in between leaves no rounding behind.
+        form.resize(533, 377);
+        resizer.ResizeControls();
+        form.resize(400, 300);
+        resizer.ResizeControls();
+        QCOMPARE(control->geometry(), QRect(10, 20, 100, 50));
+    }
+
+    void resizerKeepsTheMinimumWhereTheScreenHoldsIt_data()
+    {
+        QTest::addColumn<QSize>("screen");
+        QTest::addColumn<QSize>("after");
+        QTest::newRow("large screen snaps back") << QSize(1024, 768) << QSize(400, 300);
+        QTest::newRow("screen below the minimum") << QSize(320, 240) << QSize(200, 100);
+    }
+    void resizerKeepsTheMinimumWhereTheScreenHoldsIt()
+    {
+        QFETCH(QSize, screen);
+        QFETCH(QSize, after);
+        QWidget form;
+        new QWidget(&form);
+        form.resize(400, 300);
+        Resizer resizer;
+        resizer.setScreenSize([screen] { return screen; });
+        resizer.setSourceForm(&form);
+        resizer.setMinSizeLimit(true);
+        resizer.ResizeControls();
+        form.resize(200, 100);
+        resizer.ResizeControls();
+        QCOMPARE(form.size(), after);
+    }
+
+    void minimisingKeepsTheLayout()
+    {
+        const QRect before = child<QWidget>("FrameSpeech")->geometry();
+        w->showMinimized();
+        QTRY_VERIFY(w->isMinimized());
+        w->Resizer1->ResizeControls();
+        w->showNormal();
+        w->activateWindow();
+        QVERIFY(QTest::qWaitForWindowActive(w));
+        QCOMPARE(child<QWidget>("FrameSpeech")->geometry(), before);
+    }
+
+    // ---- Layout ----
+
+    // Title bar and a desktop panel take about 70 pixels of a 1024x768 screen.
+    void windowFitsA1024x768Screen()
+    {
+        const QSize minimum = w->Resizer1->minimumSize();
+        QVERIFY2(minimum.width() <= 1024 && minimum.height() <= 768 - 70,
+                 qPrintable(QStringLiteral("%1x%2").arg(minimum.width()).arg(minimum.height())));
+        for (const QSize size : {minimum, QSize(1600, 1000)}) {
+            w->resize(size);
+            QTRY_COMPARE(w->size(), size);
+            const QRect area = w->centralWidget()->rect();
+            for (QWidget *c :
+                 w->centralWidget()->findChildren<QWidget *>(QString(), Qt::FindDirectChildrenOnly))
+                QVERIFY2(area.contains(c->geometry()), qPrintable(c->objectName()));
+        }
+    }
+
+    // With the desktop's text half again as large, every caption still has its room.
+    void largeTextCutsNoCaption()
+    {
+        closeWindow();
+        const QFont normal = QApplication::font();
+        QFont large = normal;
+        large.setPointSizeF(normal.pointSizeF() * 1.5);
+        QApplication::setFont(large);
+        const bool opened = openWithThreeVoices();
+        QApplication::setFont(normal);
+        QVERIFY(opened);
+        for (QWidget *c : w->centralWidget()->findChildren<QWidget *>()) {
+            if (!c->isVisible() ||
+                !(qobject_cast<QAbstractButton *>(c) || qobject_cast<QGroupBox *>(c)))
+                continue;
+            const QSize need = c->minimumSizeHint();
+            QVERIFY2(c->width() >= need.width() && c->height() >= need.height(),
+                     qPrintable(c->objectName()));
+        }
+    }
+
+    void editorHasTheFocusAtStart() { QVERIFY(w->Text1->editor()->hasFocus()); }
+
+    // ---- Keys ----
+
+    void windowKeysFromAnyControl_data()
+    {
+        QTest::addColumn<int>("row");
+        QTest::addColumn<QString>("focus");
+        for (const char *focus : FocusTargets)
+            for (int i = 0; i < int(std::size(KeyRows)); ++i)
+                QTest::addRow("%s on %s", KeyRows[i].name, focus)
+                    << i << QString::fromLatin1(focus);
+    }
+    void windowKeysFromAnyControl()
+    {
+        QFETCH(int, row);
+        QFETCH(QString, focus);
+        const KeyRow &r = KeyRows[row];
+        const QString text = QStringLiteral("alpha\r\nbeta\r\ngamma");
+        w->Text1->setText(text);
+        w->Text1->SetSelStart(w->Text1->GetPosStartFromLineIndex(1));
+        focusTarget(w, focus)->setFocus();
+        QTRY_COMPARE(focusName(), focus);
+        dialogs.clear();
+        press(r.key, r.modifiers);
+        QTRY_VERIFY(r.reached(w, voice, dialogs));
+        QCOMPARE(focusName(), r.endsInEditor ? QStringLiteral("Text1") : focus);
+        QCOMPARE(w->Text1->text(), text); // no character reached the editor
+    }
+
+    void newClearsTheEditorFromAnyControl()
+    {
+        w->Text1->setText(QStringLiteral("old text"));
+        child<QWidget>("ComboVoci")->setFocus();
+        press(Qt::Key_W, Qt::ControlModifier);
+        QCOMPARE(w->Text1->text(), QString());
+    }
+
+    void voiceKeysAtTheEnds()
+    {
+        auto *voices = child<QComboBox>("ComboVoci");
+        voices->setCurrentIndex(2);
+        press(Qt::Key_F12);
+        QCOMPARE(voices->currentIndex(), 0); // from the last to the first
+        press(Qt::Key_F11, Qt::ShiftModifier);
+        QCOMPARE(voices->currentIndex(), 0);
+        // With one voice, Shift+F12 does nothing.
+        QVERIFY(openWindow());
+        press(Qt::Key_F12, Qt::ShiftModifier);
+        QCOMPARE(child<QComboBox>("ComboVoci")->currentIndex(), 0);
+    }
+
+    void levelKeysAtTheLimitAndInVerboseMode()
+    {
+        child<QAction>("menuVerbose")->setChecked(true);
+        press(Qt::Key_2, Qt::AltModifier);
+        QCOMPARE(voice->spoken(), QStringList{"55"});
+        w->SetVolumeSlider(100);
+        child<QWidget>("CommandSpeech")->setFocus();
+        press(Qt::Key_2, Qt::AltModifier);
+        QCOMPARE(voice->spoken(), QStringList{"55"}); // nothing more is said at the limit
+        QCOMPARE(focusName(), QStringLiteral("Text1"));
+        QCOMPARE(child<QGroupBox>("FrameVolume")->title(), QStringLiteral("Volume"));
+    }
+
+    void escapeStopsSpeechOrPassesThrough()
+    {
+        KeySeen seen;
+        auto *combo = child<QWidget>("ComboAudioFormat");
+        combo->installEventFilter(&seen);
+        combo->setFocus();
+        press(Qt::Key_Escape);
+        QCOMPARE(seen.keys, QList<int>{Qt::Key_Escape}); // idle: the control has it
+
+        w->Text1->setText(QStringLiteral("alpha\r\nbeta"));
+        w->Text1->SetSelStart(0);
+        press(Qt::Key_F5);
+        QTRY_COMPARE(voice->spoken().size(), 1);
+        voice->finish();
+        QTRY_COMPARE(voice->spoken().size(), 2);
+        w->Text1->SetSelStart(2);
+        combo->setFocus();
+        press(Qt::Key_Escape);
+        QCOMPARE(seen.keys.size(), 1);
+        QTRY_COMPARE(w->session().SpeechState, 0);
+        QCOMPARE(w->Text1->SelStart(), 7); // the start of the line being spoken
+    }
+
+    void tabWalksEveryControlOnceEachWay()
+    {
+        QStringList forward;
+        w->Text1->setFocus();
+        for (int i = 0; i < 60 && !forward.contains(focusName()); ++i) {
+            forward.append(focusName());
+            press(Qt::Key_Tab);
+        }
+        QCOMPARE(focusName(), QStringLiteral("Text1")); // the walk came round
+        for (const char *name :
+             {"ComboVoci", "CommandSpeech", "CheckTracking", "ComboFontSize", "PictureVolumeButton",
+              "PictureSpeedButton", "PicturePitchButton", "CheckShowCharacter"})
+            QVERIFY2(forward.contains(QLatin1String(name)), name);
+        QVERIFY(!forward.contains(QStringLiteral("CheckASR"))); // disabled controls are passed
+
+        QStringList backward;
+        for (int i = 0; i < forward.size(); ++i) {
+            backward.prepend(focusName());
+            press(Qt::Key_Tab, Qt::ShiftModifier);
+        }
+        backward.prepend(backward.takeLast());
+        QCOMPARE(backward, forward);
+    }
+
+    void tabInTheEditorWithEditModeOnAndOff_data()
+    {
+        QTest::addColumn<bool>("editMode");
+        QTest::addColumn<int>("modifiers");
+        QTest::addColumn<QString>("text");
+        QTest::addColumn<QString>("focus");
+        QTest::newRow("off") << false << 0 << "ab"
+                             << "ComboVoci";
+        QTest::newRow("on") << true << 0 << "a    b"
+                            << "Text1";
+        QTest::newRow("on, with Shift") << true << int(Qt::ShiftModifier) << "a    b"
+                                        << "Text1";
+    }
+    void tabInTheEditorWithEditModeOnAndOff()
+    {
+        QFETCH(bool, editMode);
+        QFETCH(int, modifiers);
+        QFETCH(QString, text);
+        QFETCH(QString, focus);
+        child<QAction>("menuKeyboardEditMode")->setChecked(editMode);
+        w->Text1->setText(QStringLiteral("ab"));
+        w->Text1->SetSelStart(1);
+        w->Text1->setFocus();
+        press(Qt::Key_Tab, Qt::KeyboardModifiers(modifiers));
+        QCOMPARE(w->Text1->text(), text);
+        QCOMPARE(focusName(), focus);
+    }
+
+    // ---- Menus ----
+
+    void everyMenuHasUniqueMnemonics()
+    {
+        static const QRegularExpression mnemonic(QStringLiteral("&([^&])"));
+        for (QMenu *menu : w->findChildren<QMenu *>()) {
+            QStringList letters;
+            const QList<QAction *> items =
+                menu == w->findChild<QMenu *>(QStringLiteral("MenuQuickVoiceSelect"))
+                    ? QList<QAction *>()
+                    : menu->actions();
+            for (const QAction *a : items) {
+                const auto m = mnemonic.match(QString(a->text()).remove(QStringLiteral("&&")));
+                if (!m.hasMatch())
+                    continue;
+                const QString letter = m.captured(1).toLower();
+                QVERIFY2(!letters.contains(letter),
+                         qPrintable(menu->objectName() + QStringLiteral(": ") + a->text()));
+                letters.append(letter);
+            }
+        }
+    }
+
+    void shortcutListIsOneText()
+    {
+        child<QAction>("menuShortcutKeys")->trigger();
+        QCOMPARE(dialogs.messages.size(), 1);
+        const QStringList lines = dialogs.messages.first().split(QStringLiteral("\r\n"));
+        QCOMPARE(lines.size(), 18);
+        QCOMPARE(lines.first(), QStringLiteral("F1 = Go to edit box."));
+        QCOMPARE(lines.last(), QStringLiteral("ALT+6 = Increase pitch."));
+    }
+
+    // ---- Settings ----
+
+    void settingsAreWrittenInTheirOrderWithOldKeysBehind()
+    {
+        QDir().mkpath(QFileInfo(SettingsFilePath()).path());
+        QFile seed(SettingsFilePath());
+        QVERIFY(seed.open(QIODevice::WriteOnly));
+        seed.write("[Settings]\nOldKey=kept\nVolume=60\nAllowedProgram1=/usr/bin/true\n");
+        seed.close();
+        QVERIFY(restartWindow());
+        w->close();
+        QFile file(SettingsFilePath());
+        QVERIFY(file.open(QIODevice::ReadOnly));
+        QStringList keys;
+        for (const QByteArray &line : file.readAll().split('\n'))
+            if (line.contains('='))
+                keys.append(QString::fromUtf8(line.left(line.indexOf('='))));
+        const QStringList documented{"SaveSettings",
+                                     "ErrorResolutionShowed",
+                                     "FileLNGForTranslate",
+                                     "SpeechInterface",
+                                     "VoiceForQuoted",
+                                     "VoiceForQuotedIndex",
+                                     "VoiceForQuotedSpeed",
+                                     "VoiceForQuotedPitch",
+                                     "Mp3Quality",
+                                     "FileAIPersonality",
+                                     "FileCorrectionTable",
+                                     "AudioFormat",
+                                     "AudioFormatSAPI4",
+                                     "DeviceAudioOutput",
+                                     "ASREngine",
+                                     "ASRAudioInput",
+                                     "RunWithIdlePriority",
+                                     "FontName",
+                                     "FontSize",
+                                     "IAReply",
+                                     "WordWrap",
+                                     "AutoSelectAudioFormat",
+                                     "VerboseMode",
+                                     "SpeakVolumeNumberAndVolumeTitle",
+                                     "SpeakVolumeTitleAndVolumeNumber",
+                                     "AutoFormatHard",
+                                     "AutoFormat",
+                                     "AutoApplyConversionsTable",
+                                     "AddInitialAndFinalSilence",
+                                     "OnVoiceSelectSpeakCountryToo",
+                                     "AlwaysSaveAudioWithMaxVolume",
+                                     "TAGValidityOnlyForCurrentLine",
+                                     "KeyboardEditMode",
+                                     "ConfigureVoicesIndependently",
+                                     "AutoLoadLastSaved",
+                                     "LastSavedFilename",
+                                     "LastCursorPosition",
+                                     "Tracking",
+                                     "Volume",
+                                     "Speed",
+                                     "Pitch",
+                                     "CharacterEnabled",
+                                     "VoceSAPI5Selezionata",
+                                     "VoceSAPI4Selezionata",
+                                     "SpeechLineOnEnterPressed",
+                                     "ExtensionFilterIndex",
+                                     "SplitMp3Size"};
+        QCOMPARE(keys.mid(0, documented.size()), documented);
+        QVERIFY(keys.indexOf(QStringLiteral("OldKey")) >= documented.size());
+        QVERIFY(keys.indexOf(QStringLiteral("AllowedProgram1")) >= documented.size());
+    }
+};
+
+TONARIS_TEST_MAIN_WITH(TestWindow, QApplication)
+#include "tst_window.moc"
