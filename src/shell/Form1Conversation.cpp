@@ -113,8 +113,8 @@ void Form1::menuAIItem_Click(int Index)
 void Form1::applyAIVoiceRule()
 {
     bool usable = false;
-    if (Prattle1 && Prattle1->IsReady() && SelectedVoice >= 0 && SelectedVoice < VoiceCount()) {
-        const VoiceRecord &voice = Voices.at(SelectedVoice);
+    if (Prattle1 && Prattle1->IsReady() && BoundVoice >= 0 && BoundVoice < VoiceCount()) {
+        const VoiceRecord &voice = Voices.at(BoundVoice);
         usable = voice.Gender.toUpper() == Prattle1->Gender() &&
                  Prattle1->LinguaCode().contains(voice.Language);
     }
@@ -213,8 +213,6 @@ void Form1::loadConversationSettings(const IniFile &ini)
             menuAIItem_Click(i);
     if (CurrentAIPersonality.isEmpty())
         menuAIItem_Click(0);
-    if (IniBool(read("IAReply", "False")))
-        CheckIA->setChecked(true);
 }
 
 void Form1::saveConversationSettings(IniFile &ini)
@@ -226,8 +224,6 @@ void Form1::saveConversationSettings(IniFile &ini)
         }
     ini.write(Section, QStringLiteral("ASREngine"), QString::number(ASR->ASREngineIndex));
     ini.write(Section, QStringLiteral("ASRAudioInput"), QString::number(ASR->ASRAudioInputIndex));
-    ini.write(Section, QStringLiteral("IAReply"),
-              CheckIA->isChecked() ? QStringLiteral("True") : QStringLiteral("False"));
 }
 
 } // namespace tonaris

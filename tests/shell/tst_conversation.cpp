@@ -20,10 +20,8 @@
 #include <QLabel>
 #include <QMenu>
 #include <QPlainTextEdit>
-#include <QProcess>
 #include <QPushButton>
 #include <QStandardPaths>
-#include <QTemporaryDir>
 #include <QTest>
 
 using namespace tonaris;
@@ -107,6 +105,11 @@ private slots:
         QTest::keyClick(w->Text1->editor(), Qt::Key_Return);
         QTRY_COMPARE(said().value(0), QStringLiteral("Do you like pizza?"));
         QVERIFY(!w->Text1->text().contains(QStringLiteral("pizza?")));
+        // The personality and the reply are remembered.
+        QVERIFY(restartWindow());
+        QVERIFY(personality(QStringLiteral("Oliver English"))->isChecked());
+        QVERIFY(child<QCheckBox>("CheckIA")->isChecked() &&
+                child<QCheckBox>("CheckIA")->isEnabled());
     }
 
     void recognitionSample_data()
@@ -206,17 +209,6 @@ private slots:
         QVERIFY(engines->itemText(0).startsWith(QStringLiteral("en-us")));
         test::child<QPushButton>(form, "CommandOK")->click();
         QTRY_VERIFY(!w->findChild<QDialog *>(QStringLiteral("FormASROptions")));
-    }
-
-    void noRecognizer()
-    {
-        // A window whose recogniser found no model: the keyword tells the user which package
-        // to install.
-        w->ASR->setModelRoots({QStringLiteral("/nonexistent")});
-        w->ASR->EnumerateRecognizers();
-        run(QStringLiteral("#RECOGNIZE yes, no\r\n"));
-        QTRY_COMPARE(dialogs.messages.size(), 1);
-        QVERIFY(dialogs.messages.first().contains(QStringLiteral("pocketsphinx-en-us")));
     }
 };
 
