@@ -6,6 +6,7 @@
 #include "RecordingDialogs.h"
 #include "ScriptedWindow.h"
 #include "TestSupport.h"
+#include "config/AppPaths.h"
 #include "config/Dialogs.h"
 #include "conversation/SpeechRecognizer.h"
 #include "shell/Form1.h"
@@ -72,6 +73,7 @@ private slots:
     }
     void init()
     {
+        QFile::remove(SettingsFilePath()); // each test starts as a first run
         QVERIFY(openWindow());
         dialogs.clear();
     }
@@ -107,7 +109,7 @@ private slots:
         QVERIFY(!w->Text1->text().contains(QStringLiteral("pizza?")));
         // The personality and the reply are remembered.
         QVERIFY(restartWindow());
-        QVERIFY(personality(QStringLiteral("Oliver English"))->isChecked());
+        QVERIFY(this->personality(QStringLiteral("Oliver English"))->isChecked());
         QVERIFY(child<QCheckBox>("CheckIA")->isChecked() &&
                 child<QCheckBox>("CheckIA")->isEnabled());
     }
