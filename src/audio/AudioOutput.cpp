@@ -115,9 +115,23 @@ AudioOutput::~AudioOutput()
     }
 }
 
+namespace {
+std::atomic<bool> wantDevices{true};
+} // namespace
+
+void AudioOutput::setDevicesWanted(bool wanted)
+{
+    wantDevices = wanted;
+}
+
+bool AudioOutput::devicesWanted()
+{
+    return wantDevices;
+}
+
 bool AudioOutput::anyOutputDevice()
 {
-    return !QMediaDevices::audioOutputs().isEmpty();
+    return wantDevices && !QMediaDevices::audioOutputs().isEmpty();
 }
 
 bool AudioOutput::setDevice(const QAudioDevice &device)

@@ -34,6 +34,10 @@ public:
     bool setDevice(const QAudioDevice &device);
     QAudioDevice device() const;
     static bool anyOutputDevice();
+    // Off in a process that only renders to files: no output device is looked for, and every
+    // output behaves as one without a device. Set before the first output is made.
+    static void setDevicesWanted(bool wanted);
+    static bool devicesWanted();
 
     // Format of the device stream; the engine format is converted to it.
     void setFormat(const PcmFormat &format);

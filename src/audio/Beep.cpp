@@ -1,5 +1,7 @@
 #include "audio/Beep.h"
 
+#include "audio/AudioOutput.h"
+
 #include <QAudioDevice>
 #include <QAudioSink>
 #include <QBuffer>
@@ -161,7 +163,7 @@ private:
 void startTone(int frequencyHz, int durationMs)
 {
     QCoreApplication *app = QCoreApplication::instance();
-    if (!app)
+    if (!app || !AudioOutput::devicesWanted())
         return;
     const QAudioDevice device = QMediaDevices::defaultAudioOutput();
     if (device.isNull())

@@ -258,9 +258,14 @@ void SpeechSession::keywordPlay(const QString &argument, bool over)
             return;
         wav = temp;
     }
+    // Only a decoded MP3 leaves a temporary file behind.
+    auto removeTemp = [&temp] {
+        if (!temp.isEmpty())
+            QFile::remove(temp);
+    };
     SpeechEngine *engine = over ? VoiceOver : Voice;
     if (!engine) {
-        QFile::remove(temp);
+        removeTemp();
         return;
     }
     if (over) {
@@ -269,12 +274,12 @@ void SpeechSession::keywordPlay(const QString &argument, bool over)
         PlayOverActive = 1;
     } else if (SpeechState == StateSaving) {
         engine->SpeakStream(wav, 0);
-        QFile::remove(temp);
+        removeTemp();
     } else if (engine->SpeakStream(wav, SVSFlagsAsync) > 0) {
         PlayTempPath = temp;
         PlayActive = 1;
     } else {
-        QFile::remove(temp);
+        removeTemp();
     }
 }
 

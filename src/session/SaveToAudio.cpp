@@ -416,8 +416,6 @@ void SaveToAudio::StartSaving()
     m_encodedBytes = 0;
     m_volumes.clear();
     AudioTempPath = tempPathFor(1);
-    m_format = EnginePcmFormat;
-    PcmFormatFromCode(voice->AudioFormatType(), m_format);
     m_stopped = false;
 
     if (ShowProgressWindow)
@@ -453,6 +451,10 @@ bool SaveToAudio::openVolume(const QString &announcement)
 {
     AudioTempPath = tempPathFor(AudioVolumeNumber);
     s.AudioCharsWritten = 0;
+    // A file keeps the format it is opened with, and its encoder is told that one: a format
+    // chosen during the save applies from the next volume on.
+    m_format = EnginePcmFormat;
+    PcmFormatFromCode(s.voice()->AudioFormatType(), m_format);
     if (!openJoinedOutput(AudioTempPath))
         return false;
     if (AudioFileType == FileTypeMp3 && !Aborted) {
@@ -644,20 +646,27 @@ void SaveToAudio::keepAsWav(Volume &v)
 
 void SaveToAudio::KillEncoders()
 {
-    for (Volume &v : m_volumes) {
-        if (!v.encoder)
+    stopEncoders(true);
+}
+
+void SaveToAudio::stopEncoders(bool alsoComplete)
+{
+    for (auto it = m_volumes.begin(); it != m_volumes.end();) {
+        if (it->complete && !alsoComplete) {
+            ++it;
             continue;
-        v.encoder->disconnect(this);
-        v.encoder->kill();
-        forget(v.encoder->partPath());
-        if (v.complete)
-            keepAsWav(v);
-        delete v.encoder;
+        }
+        if (it->encoder) {
+            it->encoder->disconnect(this);
+            it->encoder->kill();
+            forget(it->encoder->partPath());
+            if (it->complete)
+                keepAsWav(*it);
+            delete it->encoder;
+        }
+        // A volume still being rendered is closed by the save step, as a WAV.
+        it = m_volumes.erase(it);
     }
-    // A volume still being rendered is closed by the save step, as a WAV.
-    m_volumes.erase(std::remove_if(m_volumes.begin(), m_volumes.end(),
-                                   [](const Volume &v) { return v.complete || !v.encoder; }),
-                    m_volumes.end());
 }
 
 void SaveToAudio::restoreVolume()
@@ -758,12 +767,9 @@ void SaveToAudio::SaveStep()
             if (AudioFileType == FileTypeMp3) {
                 Aborted = true;
                 AudioFilePath = asWavName(AudioFilePath);
-                KillEncoders();
-                // The volume being written was being encoded too: it becomes a WAV as well.
-                for (Volume &v : m_volumes)
-                    if (v.encoder)
-                        v.encoder->kill();
-                m_volumes.clear();
+                // What was spoken of the volume being written stays a WAV; the volumes that
+                // were complete are still encoded to the end.
+                stopEncoders(false);
             }
             if (BatchMode == 2)
                 BatchMode = 0;
@@ -834,11 +840,11 @@ void SaveToAudio::renderLine()
 
 void SaveToAudio::encodingStep()
 {
+    // The text has been rendered whole: an abort now cuts no encoder of a complete volume,
+    // it only ends the save as one the user stopped.
     if (s.SpeechRequest == SpeechSession::RequestAbortSave) {
         s.SpeechRequest = SpeechSession::RequestNone;
-        Aborted = true;
         m_stopped = true;
-        KillEncoders();
         if (BatchMode == 2)
             BatchMode = 0;
     }
@@ -884,8 +890,12 @@ void SaveToAudio::updateProgress()
 // What the progress window says while the save waits for its encoders and file moves.
 QString SaveToAudio::finishingCaption() const
 {
-    return AudioFileType == FileTypeMp3 && !Aborted ? QStringLiteral("Encoding To Mp3...")
-                                                    : QStringLiteral("Converting to wav...");
+    // After an abort the volumes that were complete are still being encoded.
+    const bool encoding =
+        std::any_of(m_volumes.begin(), m_volumes.end(), [](const Volume &v) { return v.encoder; });
+    return AudioFileType == FileTypeMp3 && (!Aborted || encoding)
+               ? QStringLiteral("Encoding To Mp3...")
+               : QStringLiteral("Converting to wav...");
 }
 
 void SaveToAudio::endSave()

@@ -80,7 +80,8 @@ public:
     void StartSaving();
     void SaveStep();
     bool isEncoding() const { return m_phase == Phase::Encoding; }
-    // Stops every encoder at once; what they had not finished stays as WAV.
+    // Stops every encoder at once; what they had not finished stays as WAV. (An abort of the
+    // user stops only the encoder of the volume being written.)
     void KillEncoders();
 
     // Texts and names of the save.
@@ -129,6 +130,9 @@ private:
     bool engineDone(const QElapsedTimer &budget);
     void pumpEncoders();
     bool encodersDone();
+    // Kills the encoder of the volume being written, and with `alsoComplete` those of the complete
+    // volumes too, which then stay as WAV.
+    void stopEncoders(bool alsoComplete);
     void inBackground(const QString &temporary, std::function<QString()> work);
     void removeInBackground(const QString &path);
     bool settleBackground();

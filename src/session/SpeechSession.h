@@ -165,6 +165,17 @@ public:
 
     QTimer TimerSpeech;
     void SetTimerFast() { TimerSpeech.setInterval(1); }
+    // Asks for a run of a text that is not the editor's (a line read on Enter, a copied text):
+    // no word tracking, the caret stays where it is.
+    void SpeakLooseText(const QString &text)
+    {
+        SpeechText = text;
+        SpeechStopLine = -1;
+        SpeechTrackWords = false;
+        SpeechRestoreCaret = false;
+        SpeechRequest = RequestStart;
+        SetTimerFast();
+    }
 
     // The tick. Re-entrant on its stop path: a command that must stop at once sets
     // SpeechRequest to 3 and calls it directly.

@@ -66,6 +66,8 @@ Form1::Form1(SpeechEngine *voice, SpeechEngine *voiceOver, QWidget *parent)
     connect(&m_session, &SpeechSession::displayChanged, this, &Form1::onDisplayChanged);
     connect(&m_session, &SpeechSession::unloadRequested, this, &QWidget::close);
     onDisplayChanged(SpeechSession::DisplayReady);
+    if (!engineStarted())
+        return;
 
     startVoices();
     LoadSettings();
@@ -74,13 +76,17 @@ Form1::Form1(SpeechEngine *voice, SpeechEngine *voiceOver, QWidget *parent)
     arrangeWindow();
     qApp->installEventFilter(this);
 
-    if (!Voice->HasAudioOutput()) {
+    // Without a voice start-up has ended with its message. A run that only renders to files
+    // looks for no output device and does not miss one.
+    if (VoiceCount() > 0 && !Voice->HasAudioOutput()) {
         m_canSpeak = false;
         for (QPushButton *w : {CommandSpeech, CommandPauseResume, CommandSpeakFromThisLine,
                                CommandSpeakNextLine, CommandSpeakPrevLine, CommandSpeakCurrentLine})
             w->setEnabled(false);
-        Dialogs::instance()->message(this, Translate(QStringLiteral("No audio devices available")),
-                                     Dialogs::Exclamation, QString());
+        if (AudioOutput::devicesWanted())
+            Dialogs::instance()->message(this,
+                                         Translate(QStringLiteral("No audio devices available")),
+                                         Dialogs::Exclamation, QString());
     }
     Text1->setFocus();
     startUpDocuments();
@@ -177,10 +183,13 @@ void Form1::onDisplayChanged(int display)
     default:
         break;
     }
-    // While saving the progress window stands in for the main window.
+    // While saving the progress window stands in for the main window. Every other state shows
+    // it, also after "/hidden" when there is a screen to show it on.
+    const bool shown =
+        m_session.HiddenMode ? HasDisplay() : testAttribute(Qt::WA_WState_ExplicitShowHide);
     if (display == SpeechSession::DisplaySaving)
         hide();
-    else if (isHidden() && testAttribute(Qt::WA_WState_ExplicitShowHide) && !m_session.HiddenMode)
+    else if (isHidden() && shown)
         show();
     StatusBar->setText(QLatin1String(look.status));
     for (QLabel *light : {ImagePuntoSpento, ImagePuntoVerde, ImagePuntoRosso})

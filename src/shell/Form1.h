@@ -279,7 +279,9 @@ private:
     QAction *menuConfigureVoicesIndependently = nullptr;
     QAction *menuAlwaysSaveAudioWithMaxVolume = nullptr;
     QAction *menuOnVoiceSelectSpeakCountryToo = nullptr;
-    bool EventsSuppressed = false;
+    // Above 0, the voice list, the format list and the engine menus do their bookkeeping only;
+    // each programmatic change raises it first and lowers it after, so raises may nest.
+    int EventsSuppressed = 0;
 
     // ---- Text preparation (Form1TextPrep.cpp): the popup's special and custom tags, the
     // second voice of quoted passages, conversions tables and return carriage removal.
@@ -365,6 +367,8 @@ public:
 private:
     void buildDocumentControls();
     void buildFontFrame();
+    // False, after its one message, when the speech engine could not be started.
+    bool engineStarted();
     void startUpDocuments();
     void saveDocumentSettings(IniFile &ini);
     void unloadOtherWindows();
@@ -405,6 +409,24 @@ private:
     QMenu *menuSelectAI = nullptr;
     QAction *menuASROptions = nullptr;
     // ---- end of conversation ----
+
+    // ---- How the program was started (Form1Startup.cpp) -------------------------------------
+public:
+    // False on a platform without a screen (offscreen, minimal): a hidden run stays unseen.
+    static bool HasDisplay();
+    // ---- end of how the program was started ----
+
+    // ---- What follows the bound voice (Form1VoiceFollowers.cpp) -----------------------------
+public:
+    // The conversation's rule: a reply fits the voice (a personality that answers in its gender
+    // and language). Unset, none fits, and CheckIA stays disabled.
+    std::function<bool(const VoiceRecord &voice)> ReplyFitsVoice;
+
+private:
+    // After each bind: CheckIA by the reply rule, and the character's face of the voice's
+    // gender (each voice keeps the face it got first).
+    void followBoundVoice(int voiceIndex);
+    // ---- end of what follows the bound voice ----
 };
 
 } // namespace tonaris

@@ -92,8 +92,9 @@ void Form1::buildAudioControls(QWidget *parent)
 
     ComboAudioOutput = makeCombo(parent, "FrameAudioOutput", "Audio Output", "LabelAudioOutput",
                                  "Output dev&ice", "ComboAudioOutput");
-    for (const QAudioDevice &device : QMediaDevices::audioOutputs())
-        ComboAudioOutput->addItem(device.description(), device.id());
+    if (AudioOutput::devicesWanted())
+        for (const QAudioDevice &device : QMediaDevices::audioOutputs())
+            ComboAudioOutput->addItem(device.description(), device.id());
     ComboAudioFormat = makeCombo(parent, "FrameAudioFormats", "Audio Format", "LabelAudioFormat",
                                  "Forma&t", "ComboAudioFormat");
     for (int code : OfferedAudioFormatCodes()) {
@@ -244,7 +245,7 @@ void Form1::ComboAudioOutput_Click()
 
 void Form1::ComboAudioFormat_Click()
 {
-    if (EventsSuppressed)
+    if (EventsSuppressed > 0)
         return;
     const int index = ComboAudioFormat->currentIndex();
     if (index < 0)
@@ -270,9 +271,9 @@ void Form1::ShowCurrentAudioFormat()
     const int index = ComboAudioFormat->findData(engine->AudioFormatType());
     if (index < 0)
         return; // a format we do not offer leaves the list where it was
-    EventsSuppressed = true;
+    ++EventsSuppressed;
     ComboAudioFormat->setCurrentIndex(index);
-    EventsSuppressed = false;
+    --EventsSuppressed;
     (m_session.EngineKind == EngineKindExternal ? AudioFormatIndexSapi4 : AudioFormatIndexSapi5) =
         index;
 }

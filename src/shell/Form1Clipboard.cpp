@@ -40,13 +40,8 @@ void Form1::clipboardLook()
     LastClipboardText = text;
     if (text.isEmpty())
         return;
-    m_session.SpeechText = text;
-    m_session.SpeechStopLine = -1;
-    m_session.SpeechTrackWords = false;
-    m_session.SpeechRestoreCaret = false;
+    m_session.SpeakLooseText(text);
     m_session.SpeechFromClipboard = true; // a copied text never starts a program
-    m_session.SpeechRequest = SpeechSession::RequestStart;
-    m_session.SetTimerFast();
 }
 
 } // namespace tonaris

@@ -70,7 +70,11 @@ void Form1::buildConversation()
         if (on)
             CheckIA->setChecked(false);
     });
-    connect(this, &Form1::voiceBound, this, &Form1::applyAIVoiceRule);
+    // A personality replies only through a voice of its gender and language.
+    ReplyFitsVoice = [this](const VoiceRecord &voice) {
+        return Prattle1->IsReady() && voice.Gender.toUpper() == Prattle1->Gender() &&
+               Prattle1->LinguaCode().contains(voice.Language);
+    };
 
     ASR = new SpeechRecognizer(this);
     ASR->setObjectName(QStringLiteral("ASR"));
@@ -109,16 +113,11 @@ void Form1::menuAIItem_Click(int Index)
     applyAIVoiceRule();
 }
 
-// A personality replies only through a voice of its gender and language.
+// After a new personality, the voice bound now decides as after a new voice.
 void Form1::applyAIVoiceRule()
 {
-    bool usable = false;
-    if (Prattle1 && Prattle1->IsReady() && BoundVoice >= 0 && BoundVoice < VoiceCount()) {
-        const VoiceRecord &voice = Voices.at(BoundVoice);
-        usable = voice.Gender.toUpper() == Prattle1->Gender() &&
-                 Prattle1->LinguaCode().contains(voice.Language);
-    }
-    CheckIA->setEnabled(usable);
+    CheckIA->setEnabled(BoundVoice >= 0 && BoundVoice < VoiceCount() &&
+                        ReplyFitsVoice(Voices.at(BoundVoice)));
 }
 
 bool Form1::AIReplyOn() const

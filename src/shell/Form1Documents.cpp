@@ -80,9 +80,10 @@ void Form1::setDocumentCaption()
 {
     // The audio save proposes its name and folder from the same document.
     m_session.saver().CurrentFilePath = CurrentFilePath;
+    // The program's name first: a screen reader says the start of a caption first.
     setWindowTitle(CurrentFilePath.isEmpty() ? WindowCaption
-                                             : QDir::toNativeSeparators(CurrentFilePath) +
-                                                   QStringLiteral(" - ") + WindowCaption);
+                                             : WindowCaption + QStringLiteral(" - ") +
+                                                   QDir::toNativeSeparators(CurrentFilePath));
 }
 
 QString Form1::ReadDocumentText(const QString &path, QString *error)

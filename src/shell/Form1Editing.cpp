@@ -211,12 +211,7 @@ void Form1::Text1_KeyPress(int &keyAscii)
         text = Prattle1->Rispondi(text);
     if (text.startsWith(QLatin1Char('#')) && !text.startsWith(QLatin1String("#VOICE")))
         return;
-    m_session.SpeechText = text;
-    m_session.SpeechStopLine = -1;
-    m_session.SpeechTrackWords = false;
-    m_session.SpeechRestoreCaret = false;
-    m_session.SpeechRequest = SpeechSession::RequestStart;
-    m_session.SetTimerFast();
+    m_session.SpeakLooseText(text);
 }
 
 } // namespace tonaris

@@ -169,10 +169,9 @@ void Form1::selectVoiceByName(const QString &upperName)
 {
     for (int i = 0; i < VoiceCount(); ++i) {
         if (Voices.at(i).Name.toUpper() == upperName) {
-            const bool suppressed = EventsSuppressed;
-            EventsSuppressed = true;
+            ++EventsSuppressed;
             ComboVoci->setCurrentIndex(i);
-            EventsSuppressed = suppressed;
+            --EventsSuppressed;
             SelectedVoice = i;
             ImpostaVoce(SelectedVoice);
             return;

@@ -5,6 +5,7 @@
 #include "shell/LevelSlider.h"
 #include "shell/Resizer.h"
 #include "shell/TalkingCharacter.h"
+#include "shell/TranslateForm.h"
 #include "textprep/Text.h"
 
 #include <QCheckBox>
@@ -172,10 +173,6 @@ void Form1::buildWindow()
     CheckShowCharacter->setChecked(true);
     connect(CheckShowCharacter, &QCheckBox::toggled, PictureCharacter,
             &TalkingCharacter::setCharacterEnabled);
-    connect(this, &Form1::voiceBound, PictureCharacter, [this](int index) {
-        if (index >= 0 && index < VoiceCount())
-            PictureCharacter->assignFace(Voices[index]);
-    });
     connect(&m_session, &SpeechSession::audioLevel, PictureCharacter, [this](int level) {
         PictureCharacter->AudioLevel(level, m_session.SpeechState, CurrentVolume(),
                                      m_session.CustomizeVoiceInQuotedText,
@@ -198,6 +195,7 @@ void Form1::buildWindow()
 
     StatusBar = new QLabel(this);
     StatusBar->setObjectName(QStringLiteral("StatusBar"));
+    StatusBar->setProperty(UntranslatedProperty, true); // the status words stay as they are
     StatusBarVoice = new QLabel(this);
     StatusBarVoice->setObjectName(QStringLiteral("StatusBarVoice"));
     ImagePuntoSpento =

@@ -182,8 +182,7 @@ void Form1::buildSaveMenus()
     m_formWaitToSaving = new FormWaitToSaving(this);
     m_formWaitToSaving->hide();
     connect(m_formWaitToSaving, &FormWaitToSaving::abortRequested, this, [this] {
-        m_session.AbortSaveToFile();
-        m_session.saver().KillEncoders();
+        m_session.AbortSaveToFile(); // the save step stops what the abort concerns
         m_session.SetTimerFast();
     });
     save.AggiornaFormWaitToSaving = [this](const QString &m1, const QString &m2, bool grayed,
@@ -301,6 +300,14 @@ int Form1::ExitStatus() const
 bool Form1::RunCommandLine(const CommandLine &commandLine)
 {
     m_session.HiddenMode = commandLine.hidden;
+    if (m_startFailed || VoiceCount() == 0) {
+        // The reason has been told. Without a voice the window stays, empty and dead, and its
+        // command line is not looked at; a hidden run has nothing left to show and ends.
+        if (!m_startFailed && !commandLine.hidden)
+            return true;
+        m_commandLineStatus = 1;
+        return false;
+    }
     auto failure = [this](const QString &message) {
         m_commandLineStatus = 1;
         Dialogs::instance()->message(this, message, Dialogs::Exclamation,
@@ -343,8 +350,10 @@ bool Form1::RunCommandLine(const CommandLine &commandLine)
                 return failure(readError);
             return true;
         }
-        if (!canSpeak() && commandLine.hidden)
-            return failure(Translate(QStringLiteral("No audio devices available")));
+        if (!canSpeak() && commandLine.hidden) {
+            m_commandLineStatus = 1; // "No audio devices available" was told at start-up
+            return false;
+        }
         if (!commandLine.hidden) {
             showMinimized();
             Text1->setFocus();

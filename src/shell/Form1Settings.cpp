@@ -267,7 +267,7 @@ void Form1::LoadSettings()
     // The voice is bound once everything it depends on is read; then events flow again.
     if (VoiceCount() > 0)
         ImpostaVoce(SelectedVoice);
-    EventsSuppressed = false;
+    --EventsSuppressed; // raised when the voices were started
 
     if (ini.existed() && !menuAutoSelectAudioFormat->isChecked()) {
         auto formatIndex = [&](const char *key) {

@@ -63,20 +63,33 @@ void Form1::buildFontFrame()
             [this](const QString &family) { Text1->SetFontName(family); });
     connect(ComboFontSize, &QComboBox::textActivated, this,
             [this](const QString &size) { Text1->SetFontSize(size.toInt()); });
+}
 
-    // The engine is checked here, before voices are looked for: without it nothing can start.
-    if (qobject_cast<EspeakEngine *>(Voice) && !EspeakEngine::available()) {
-        m_startFailed = true;
-        Dialogs::instance()->message(
-            this,
-            Translate(QStringLiteral(
-                "Tonaris can't start.\r\n"
-                "The speech engine espeak-ng could not be started.\r\n"
-                "(Search for ''espeak-ng-data'' in your package manager and install it).\r\n"
-                "If you want use the voices of other programs, install them too\r\n"
-                "(for example ''flite'' or ''piper'').")),
-            Dialogs::Exclamation, QString());
-    }
+bool Form1::engineStarted()
+{
+    // Without the engine nothing can start: one message, and the window goes as soon as the
+    // event loop runs. No voice or device is looked for, so no second message follows.
+    if (!qobject_cast<EspeakEngine *>(Voice) || EspeakEngine::available())
+        return true;
+    m_startFailed = true;
+    Dialogs::instance()->message(
+        this,
+        Translate(QStringLiteral(
+            "Tonaris can't start.\r\n"
+            "The speech engine espeak-ng could not be started.\r\n"
+            "(Search for ''espeak-ng-data'' in your package manager and install it).\r\n"
+            "If you want use the voices of other programs, install them too\r\n"
+            "(for example ''flite'' or ''piper'').")),
+        Dialogs::Exclamation, QString());
+    DisableAllControls();
+    QTimer::singleShot(0, this, &QWidget::close);
+    return false;
+}
+
+bool Form1::HasDisplay()
+{
+    const QString platform = QGuiApplication::platformName();
+    return platform != QLatin1String("offscreen") && platform != QLatin1String("minimal");
 }
 
 void Form1::CenterForm(QWidget *form)
@@ -121,12 +134,6 @@ void Form1::DisableAllControls()
 
 void Form1::startUpDocuments()
 {
-    if (m_startFailed) {
-        // Start-up stops here: the window goes as soon as the event loop runs.
-        DisableAllControls();
-        QTimer::singleShot(0, this, &QWidget::close);
-        return;
-    }
     CenterForm(this);
     FillFontList(ComboFonts);
     const QString family = Text1->FontName();

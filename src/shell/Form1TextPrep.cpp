@@ -174,10 +174,12 @@ void Form1::loadTextPrepSettings(const IniFile &ini)
     };
     // A first run has no file, and then none of these is on.
     if (ini.existed()) {
-        if (IniBool(read("VoiceForQuoted", "True")))
-            SetVoiceParametersForQuotedText(1, IniVal(read("VoiceForQuotedIndex", "0")),
-                                            IniVal(read("VoiceForQuotedSpeed", "0")),
-                                            IniVal(read("VoiceForQuotedPitch", "0")));
+        // The three values are taken also while the feature is off: all four keys are written
+        // at exit, and an unused voice keeps its values that way.
+        SetVoiceParametersForQuotedText(IniBool(read("VoiceForQuoted", "True")) ? 1 : 0,
+                                        IniVal(read("VoiceForQuotedIndex", "0")),
+                                        IniVal(read("VoiceForQuotedSpeed", "0")),
+                                        IniVal(read("VoiceForQuotedPitch", "0")));
         const bool hard = IniBool(read("AutoFormatHard", "False"));
         menuAutoFormatHard->setChecked(hard);
         menuAutoFormat->setChecked(!hard && IniBool(read("AutoFormat", "False")));
@@ -203,13 +205,10 @@ void Form1::saveTextPrepSettings(IniFile &ini)
     auto write = [&](const char *key, const QString &value) {
         ini.write(Section, QLatin1String(key), value);
     };
-    const bool quoted = menuCustomizeVoiceInQuotedText->isChecked();
-    write("VoiceForQuoted", yesNo(quoted));
-    if (quoted) { // off, the file keeps the last values
-        write("VoiceForQuotedIndex", QString::number(m_session.VoiceForQuotedIndex));
-        write("VoiceForQuotedSpeed", QString::number(m_session.VoiceForQuotedSpeed));
-        write("VoiceForQuotedPitch", QString::number(m_session.VoiceForQuotedPitch));
-    }
+    write("VoiceForQuoted", yesNo(menuCustomizeVoiceInQuotedText->isChecked()));
+    write("VoiceForQuotedIndex", QString::number(m_session.VoiceForQuotedIndex));
+    write("VoiceForQuotedSpeed", QString::number(m_session.VoiceForQuotedSpeed));
+    write("VoiceForQuotedPitch", QString::number(m_session.VoiceForQuotedPitch));
     for (QAction *a : std::as_const(menuConversionsTableItem)) {
         if (a->isChecked()) {
             write("FileCorrectionTable", a->data().toString());

@@ -197,8 +197,9 @@ void Form1::startVoices()
         m_session.setExternalVoice(DSS);
     }
     menuSAPI4->setEnabled(DSS != nullptr);
+    connect(this, &Form1::voiceBound, this, &Form1::followBoundVoice);
 
-    EventsSuppressed = true;
+    ++EventsSuppressed; // lowered once the settings are read and the voice is bound
     IniFile ini(SettingsFilePath());
     const QString family =
         ini.existed() ? ini.read(QStringLiteral("Settings"), QStringLiteral("SpeechInterface"),
@@ -238,6 +239,12 @@ void Form1::BuildVoiceCatalogue()
         found = Voice->GetVoices();
     }
     Voices = BuildVoiceRecords(found, kind);
+    // A rebuild erases what each voice kept; until the next start the sliders' values stand in.
+    for (VoiceRecord &voice : Voices) {
+        voice.Volume = quint8(CurrentVolume());
+        voice.Speed = qint16(CurrentSpeed());
+        voice.Pitch = qint16(CurrentPitch());
+    }
     for (const VoiceMenuGroup &group : BuildVoiceMenus(Voices, kind)) {
         QMenu *menu = LanguageMenus[group.group];
         if (!menu)
@@ -256,12 +263,11 @@ void Form1::BuildVoiceCatalogue()
 
 void Form1::fillVoiceCombo()
 {
-    const bool suppressed = EventsSuppressed;
-    EventsSuppressed = true;
+    ++EventsSuppressed;
     ComboVoci->clear();
     for (const VoiceRecord &voice : Voices)
         ComboVoci->addItem(VoiceComboText(voice, m_session.EngineKind));
-    EventsSuppressed = suppressed;
+    --EventsSuppressed;
 }
 
 void Form1::RefreshVoiceList()
@@ -331,6 +337,8 @@ void Form1::ImpostaVoce(int &In_NumVoce)
         applySpeed(CurrentSpeed());
         applyPitch(CurrentPitch());
         VoceSAPI4Selezionata = In_NumVoce;
+        // The voice's own rate rather than 11 kHz 16 Bit Mono: a 22 kHz neural voice would be
+        // down-sampled otherwise.
         if (menuAutoSelectAudioFormat->isChecked() && idle) {
             DSS->SetAudioFormatType(DSS->voices().at(In_NumVoce).formatCode);
             ShowCurrentAudioFormat();
@@ -378,7 +386,7 @@ void Form1::PrepareVoiceGreeting()
 void Form1::ComboVoci_Click()
 {
     SelectedVoice = ComboVoci->currentIndex();
-    if (EventsSuppressed || SelectedVoice < 0)
+    if (EventsSuppressed > 0 || SelectedVoice < 0)
         return;
     if (m_session.SpeechState == SpeechSession::StateSpeaking ||
         m_session.SpeechState == SpeechSession::StateRecognizing) {
@@ -415,9 +423,9 @@ void Form1::ImageBandiera_DblClick()
 
 void Form1::subMenuVoice_Click(int voiceIndex)
 {
-    EventsSuppressed = true;
+    ++EventsSuppressed;
     ComboVoci->setCurrentIndex(voiceIndex);
-    EventsSuppressed = false;
+    --EventsSuppressed;
     ImpostaVoce(SelectedVoice);
     InsertVoiceLine();
 }
@@ -520,7 +528,7 @@ void Form1::switchEngine(int kind)
     other->setChecked(false);
     m_engineMenu = kind;
     BoundVoice = -1;
-    if (!EventsSuppressed)
+    if (EventsSuppressed == 0)
         RefreshVoiceList();
 }
 

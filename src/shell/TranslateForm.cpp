@@ -62,9 +62,11 @@ void setCaption(QWidget *w, const QString &text)
         menu->setTitle(text);
 }
 
-bool isQtHelper(const QObject *o)
+// Qt's own helpers, and controls whose words are kept as they are (the status words).
+bool isLeftAlone(const QObject *o)
 {
-    return o->objectName().startsWith(QLatin1String("qt_"));
+    return o->objectName().startsWith(QLatin1String("qt_")) ||
+           o->property(UntranslatedProperty).toBool();
 }
 
 // The controls of a window in creation order, then the actions of its menus. A submenu's
@@ -73,7 +75,7 @@ void collect(QWidget *form, QList<QWidget *> &controls, QList<QAction *> &action
 {
     QSet<QAction *> seen;
     for (QWidget *w : form->findChildren<QWidget *>()) {
-        if (isQtHelper(w))
+        if (isLeftAlone(w))
             continue;
         controls.append(w);
         if (auto *menu = qobject_cast<QMenu *>(w)) {
@@ -111,14 +113,31 @@ void TranslateForm(QWidget *form)
         // The entries are searched in file order, the caption first at each: the earlier hit
         // is the only change.
         if (caption >= 0 && (tip < 0 || caption <= tip))
-            setCaption(w, MultiLang::EntryValue(caption));
+            setCaption(w, OneMnemonic(MultiLang::EntryValue(caption)));
         else if (tip >= 0)
             w->setToolTip(MultiLang::EntryValue(tip));
     }
     for (QAction *a : actions) {
         if (const int e = entryOf(a->text()); e >= 0)
-            a->setText(MultiLang::EntryValue(e));
+            a->setText(OneMnemonic(MultiLang::EntryValue(e)));
     }
+}
+
+QString OneMnemonic(const QString &caption)
+{
+    QList<qsizetype> marks; // the single "&"s
+    for (qsizetype i = 0; i < caption.size(); ++i) {
+        if (caption[i] != u'&')
+            continue;
+        if (i + 1 < caption.size() && caption[i + 1] == u'&')
+            ++i;
+        else
+            marks.append(i);
+    }
+    QString out = caption;
+    for (qsizetype k = marks.size() - 2; k >= 0; --k) // from the back, so positions hold
+        out.remove(marks[k], 1);
+    return out;
 }
 
 QList<FormText> FormTexts(QWidget *form)

@@ -26,8 +26,17 @@ struct FormText
 // Run it right after a window is built; captions set later go through MultiLang::Translate.
 void TranslateForm(QWidget *form);
 
+// A control with this property set to true keeps its words in every language.
+inline constexpr char UntranslatedProperty[] = "untranslated";
+
+// A caption with several mnemonics keeps only its last one ("&&", an ampersand, stays): a
+// screen reader hears a caption without its one "&", never a second "&". TranslateForm puts
+// every translated caption through it.
+QString OneMnemonic(const QString &caption);
+
 // The texts TranslateForm looks at, in the order it looks; empty ones left out. Qt's own
-// helper widgets ("qt_" names) are not the program's and are skipped.
+// helper widgets ("qt_" names) are not the program's and are skipped, and so are controls
+// marked with UntranslatedProperty.
 QList<FormText> FormTexts(QWidget *form);
 
 // The texts of FormTexts that have no entry in the loaded language, without repeats.

@@ -2,6 +2,7 @@
 
 #include "audio/PcmFormat.h"
 #include "config/KelPathManager.h"
+#include "voices/TagInterpreter.h"
 
 #include <QDir>
 #include <QFile>
@@ -306,7 +307,7 @@ QList<ExternalVoice> readEnginesFile(const QString &path, QStringList *warnings)
             else if (key == QLatin1String("description"))
                 description = value;
             else if (key == QLatin1String("age"))
-                v.age = value;
+                v.info.age = value;
             else if (key == QLatin1String("speed"))
                 broken |= !parseRange(value, v.speedMin, v.speedDefault, v.speedMax);
             else if (key == QLatin1String("pitch"))
@@ -352,17 +353,9 @@ QString stripInlineTags(const QString &text)
 {
     QString out;
     out.reserve(text.size());
-    qsizetype at = 0;
-    while (at < text.size()) {
-        const qsizetype open = text.indexOf(QLatin1Char('<'), at);
-        const qsizetype close = open < 0 ? -1 : text.indexOf(QLatin1Char('>'), open + 1);
-        if (close < 0) {
-            out += QStringView(text).mid(at);
-            break;
-        }
-        out += QStringView(text).mid(at, open - at);
-        at = close + 1;
-    }
+    for (const SpeechSegment &segment : InterpretTags(text, TagState()).segments)
+        if (segment.kind == SpeechSegment::Text)
+            out += segment.text;
     return out;
 }
 

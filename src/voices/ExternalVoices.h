@@ -15,7 +15,6 @@ namespace tonaris {
 struct ExternalVoice
 {
     VoiceInfo info;
-    QString age;           // decimal text, "" when unknown
     QString program;       // a name looked up on PATH, or a path taken as it stands
     QStringList arguments; // already split; placeholders are filled per text (see below)
     QString voice;         // what {voice} stands for
@@ -91,7 +90,9 @@ QList<ExternalVoice> readEnginesFile(const QString &path, QStringList *warnings 
 // Decimal text passes through; anything unknown gives "".
 QString decimalLanguageCode(const QString &tagOrCode);
 
-// The text as these programs should hear it: every complete "<...>" removed.
+// The text as these programs should hear it: the plain text the tag interpreter leaves, so
+// the tags it knows (and other well-formed markup) go, while text such as "x < 5", arrows or
+// "<someone@example.com>" stays.
 QString stripInlineTags(const QString &text);
 
 // The voice's arguments with the placeholders filled.

@@ -28,6 +28,7 @@ struct VoiceInfo
     QString language;    // language code as lower-case hexadecimal text, "409" for en-us
     QString languageTag; // the engine's own tag, "en-us"
     QString description;
+    QString age{}; // decimal text, "" when the engine does not say
 };
 
 // A voice object as the speech session sees it. All members and signals belong to the thread

@@ -121,6 +121,7 @@ QList<VoiceRecord> BuildVoiceRecords(const QList<VoiceInfo> &voices, int engineK
                            ? QStringLiteral("FEMALE")
                            : QStringLiteral("MALE");
             r.Vendor = v.vendor;
+            r.Age = v.age;
             r.Language = v.language;
             r.Name = v.name;
             r.Description = v.description;

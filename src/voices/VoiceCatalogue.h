@@ -20,7 +20,7 @@ struct VoiceRecord
     QString Name;
     QString Gender; // "MALE" or "FEMALE"
     QString Vendor;
-    QString Age; // no engine of ours reports one: always empty
+    QString Age; // what engines.ini says of an external voice; empty for the built-in ones
     QString Language;
     QString Description;
     qint16 CharacterPicture = -1; // picture set of the talking character, given on first binding

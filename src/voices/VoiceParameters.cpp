@@ -49,6 +49,9 @@ EngineRange centredRange(qint32 minimum, qint32 present, qint32 maximum)
     return {saturate(present - half), saturate(present + half)};
 }
 
+// Rounded to the nearest, ties to even, like speed and pitch: 50 over 0..65535 gives 32768.
+// The sliders' description would cut the volume to its integer part (32767); the general rule
+// for passing values to the engines is the one kept.
 qint32 externalVolume(int value, EngineRange range)
 {
     return spread(value, VolumeMinimum, VolumeMaximum, range);

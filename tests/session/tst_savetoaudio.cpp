@@ -400,6 +400,33 @@ private slots:
         QCOMPARE(save().ExitStatus, 1);
     }
 
+    // An abort in the third of four volumes: the complete ones are still encoded to the end, the
+    // spoken part of the third stays a WAV, and no fourth is begun.
+    void abortInTheThirdOfFourVolumes()
+    {
+        save().menuSplitSize_Click(5);
+        const QString line = QString(QStringLiteral("Word and word again. ")).repeated(10);
+        const QString volume = QString(line + QStringLiteral("\r\n")).repeated(20);
+        const QString text = QStringList(4, volume).join(QStringLiteral("#BREAK\r\n"));
+        bool aborted = false;
+        save().AggiornaFormWaitToSaving = [&](const QString &, const QString &, bool, int) {
+            if (!aborted && save().AudioVolumeNumber == 3) {
+                aborted = true;
+                s->AbortSaveToFile();
+            }
+        };
+        const QString name = QStringLiteral("stopped");
+        const bool done = saveText(text, path(name), 0);
+        save().AggiornaFormWaitToSaving = nullptr;
+        QVERIFY(done);
+        const QDir folder(path(name));
+        QCOMPARE(folder.entryList(QDir::Files | QDir::Hidden),
+                 (QStringList{"001_stopped.mp3", "002_stopped.mp3", "003_stopped.wav"}));
+        for (const char *mp3 : {"001_stopped.mp3", "002_stopped.mp3"})
+            QVERIFY(duration(decoded(folder.filePath(QLatin1String(mp3)))) > 60);
+        QCOMPARE(save().ExitStatus, 1);
+    }
+
     // A target that cannot be replaced (here a folder of that name) is reported, and the audio
     // stays under its temporary name.
     void failedMoveKeepsTheAudio()

@@ -115,7 +115,7 @@ private slots:
         trigger("menuOpen");
         QCOMPARE(w->Text1->text(), QStringLiteral("café\r\nline two"));
         QCOMPARE(w->CurrentFilePath, path);
-        QCOMPARE(w->windowTitle(), path + QStringLiteral(" - ") + Caption);
+        QCOMPARE(w->windowTitle(), Caption + QStringLiteral(" - ") + path);
         w->menuFile_Click();
         QVERIFY(child<QAction>("menuSaveTextFile")->isEnabled());
     }
@@ -297,7 +297,7 @@ private slots:
         QCOMPARE(dialogs.titles.last(), QStringLiteral("Save Text File as... [Tonaris]"));
         QCOMPARE(fileBytes(target), QByteArray("saved text\r\n"));
         QCOMPARE(w->CurrentFilePath, target);
-        QCOMPARE(w->windowTitle(), target + QStringLiteral(" - ") + Caption);
+        QCOMPARE(w->windowTitle(), Caption + QStringLiteral(" - ") + target);
 
         // It exists now: "No" leaves it, "Yes" replaces it.
         w->Text1->setText(QStringLiteral("other"));

@@ -355,6 +355,19 @@ private slots:
             QCOMPARE(second.session().CurrentPitch, 4);
             QCOMPARE(voice->format, 10);
         }
+        // With the automatic choice on, the stored format is passed over for the voice's own.
+        {
+            IniFile ini(file);
+            ini.write(QStringLiteral("Settings"), QStringLiteral("AutoSelectAudioFormat"),
+                      QStringLiteral("True"));
+            QVERIFY(ini.save());
+            voice->format = 22;
+            Form1 chosen(voice, over);
+            QCOMPARE(voice->format, 22);
+            QCOMPARE(
+                chosen.findChild<QComboBox *>(QStringLiteral("ComboAudioFormat"))->currentData(),
+                22);
+        }
         // A volume that is no number gives the default and one message.
         QFile f(file);
         QVERIFY(f.open(QIODevice::WriteOnly));

@@ -1,7 +1,8 @@
-// Start-up without a working speech engine: the message names espeak-ng and the window goes.
+// Start-up without a working speech engine: one message names espeak-ng and the window goes.
 // A program of its own, since the engine starts once per process.
 #include "RecordingDialogs.h"
 #include "TestSupport.h"
+#include "config/CommandLine.h"
 #include "config/Dialogs.h"
 #include "shell/Form1.h"
 #include "textprep/Text.h"
@@ -35,7 +36,12 @@ private slots:
         QVERIFY(dialogs.messages.first().startsWith(QStringLiteral("Tonaris can't start.\r\n")));
         QVERIFY(dialogs.messages.first().contains(QStringLiteral("espeak-ng")));
         QVERIFY(!w.Text1->isEnabled());
-        QTRY_VERIFY(!w.isVisible()); // unloaded as soon as the event loop runs
+        QTRY_VERIFY(!w.isVisible());          // unloaded as soon as the event loop runs
+        QCOMPARE(dialogs.messages.size(), 1); // neither "no voices" nor "no devices" follows
+        // A command line is not acted on, and a hidden run ends with status 1.
+        QVERIFY(!w.RunCommandLine(CommandLine::parse(
+            {QStringLiteral("/hidden"), QStringLiteral("/wav"), QStringLiteral("a.txt")})));
+        QCOMPARE(w.ExitStatus(), 1);
     }
 };
 

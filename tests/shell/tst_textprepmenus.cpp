@@ -5,6 +5,7 @@
 #include "TestSupport.h"
 #include "config/AppPaths.h"
 #include "config/Dialogs.h"
+#include "config/KelIni.h"
 #include "shell/Form1.h"
 #include "shell/FormQuotedTextOptions.h"
 #include "shell/LevelSlider.h"
@@ -198,10 +199,18 @@ private slots:
         w->Text1->editor()->undo();
         QCOMPARE(w->Text1->text(), QStringLiteral("Doctor Rossi of city, BP high"));
 
-        // The choice survives a restart, by the file's exact name.
+        // The choice survives a restart, by the file's exact name: in other capitals it names
+        // no table, and the first one is taken.
         w->close();
         Form1 second(voice, over);
         QCOMPARE(second.SelectedConversionsTable, QStringLiteral("Medical"));
+        second.close();
+        IniFile ini(SettingsFilePath());
+        ini.write(QStringLiteral("Settings"), QStringLiteral("FileCorrectionTable"),
+                  QStringLiteral("MEDICAL.TAB"));
+        QVERIFY(ini.save());
+        Form1 third(voice, over);
+        QCOMPARE(third.SelectedConversionsTable, QStringLiteral("English"));
     }
 
     void returnCarriageCommands_data()

@@ -8,10 +8,12 @@
 #include "config/KelIni.h"
 #include "shell/Form1.h"
 #include "shell/LevelSlider.h"
+#include "shell/TalkingCharacter.h"
 #include "textprep/Text.h"
 #include "voices/ExternalVoiceEngine.h"
 
 #include <QAction>
+#include <QCheckBox>
 #include <QComboBox>
 #include <QLabel>
 #include <QMenu>
@@ -164,6 +166,46 @@ private slots:
     }
 
     // A pick in the popup binds without a greeting and writes or replaces the #VOICE line.
+    // A voice the engine no longer has: the message, and the voice in use stays.
+    void brokenVoiceIsTold()
+    {
+        voice->voices.removeAt(2); // Paolo is gone from the engine, not from the list
+        combo()->setCurrentIndex(2);
+        QCOMPARE(dialogs.messages.size(), 1);
+        QVERIFY(dialogs.messages.first().startsWith(
+            QStringLiteral("The voice you have selected isn't working.")));
+        QCOMPARE(voice->currentVoice, QStringLiteral("it1"));
+    }
+
+    // A voice chosen while a save runs is bound for the next line, but the file's format stays
+    // and nothing is announced into the save.
+    void voiceChosenDuringASave()
+    {
+        voice->format = 10;
+        w->session().SpeechState = SpeechSession::StateSaving;
+        combo()->setCurrentIndex(2);
+        w->session().SpeechState = SpeechSession::StateIdle;
+        QCOMPARE(voice->currentVoice, QStringLiteral("it2"));
+        QCOMPARE(voice->format, 10);
+        QVERIFY(voice->spoken().isEmpty());
+    }
+
+    // A bind reaches what follows the voice: the reply check box by the conversation's rule, and
+    // the character, whose three faces a gender go round, each voice keeping its own.
+    void bindReachesReplyAndCharacter()
+    {
+        QList<int> faces;
+        w->ReplyFitsVoice = [](const VoiceRecord &v) { return v.Language == QLatin1String("410"); };
+        auto *reply = child<QCheckBox>("CheckIA");
+        auto *character = child<TalkingCharacter>("PictureCharacter");
+        for (int i : {1, 2, 3, 0}) { // Astrid, Paolo, Yuki, then Lucia, bound first, again
+            combo()->setCurrentIndex(i);
+            QCOMPARE(reply->isEnabled(), i == 2 || i == 0);
+            faces.append(character->female() ? character->face() : -1);
+        }
+        QCOMPARE(faces, (QList<int>{1, 2, 0, 0}));
+    }
+
     void popupWritesTheVoiceLine_data()
     {
         QTest::addColumn<QString>("text");
@@ -256,9 +298,6 @@ private slots:
         QVERIFY(visibleItems("MenuGreek").isEmpty());
         QVERIFY(!child<QComboBox>("ComboAudioOutput")->isEnabled());
         QVERIFY(!child<QAction>("menuTAGValidityOnlyForCurrentLine")->isVisible());
-        // Auto format on: the voice's own, 16 kHz 16 Bit Mono.
-        QCOMPARE(child<QComboBox>("ComboAudioFormat")->currentText(),
-                 QStringLiteral("16 kHz 16 Bit Mono"));
         // The speed range is centred on the voice's default: 80..120 around 100.
         w->SetSpeedSlider(10);
         QCOMPARE(w->externalVoice()->Speed(), 120);
@@ -271,6 +310,15 @@ private slots:
         QVERIFY(child<QComboBox>("ComboAudioOutput")->isEnabled());
         QVERIFY(child<QAction>("menuTAGValidityOnlyForCurrentLine")->isVisible());
         QVERIFY(visibleItems("menuFrench").isEmpty());
+    }
+
+    // The automatic format gives an external voice the rate its program writes (16 kHz here)
+    // rather than 11 kHz, which would down-sample the 22 kHz neural voices.
+    void externalVoiceKeepsItsOwnRateSoItIsNotDownSampled()
+    {
+        child<QAction>("menuSAPI4")->trigger();
+        QCOMPARE(child<QComboBox>("ComboAudioFormat")->currentText(),
+                 QStringLiteral("16 kHz 16 Bit Mono"));
     }
 
     void engineFamilyIsRemembered()

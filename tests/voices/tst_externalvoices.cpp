@@ -113,6 +113,10 @@ private slots:
                                                     << "v1 $(touch pwned)|200|0.5|20|a < b; `ls`|";
         QTest::newRow("text on standard input") << 2 << 100 << "Ciao <x>mondo"
                                                 << "|Ciao mondo|";
+        // Only markup goes: comparisons, arrows and addresses in angle brackets are words.
+        QTest::newRow("angle brackets of ordinary text")
+            << 2 << 100 << "if x < 5 and y > 3 then stop <- a -> <ann@example.com> <SPELL>b</SPELL>"
+            << "|if x < 5 and y > 3 then stop <- a -> <ann@example.com> b|";
     }
     void textReachesTheProgram()
     {
