@@ -7,6 +7,7 @@
 #include "config/KelStartProgram.h"
 #include "config/MultiLang.h"
 #include "config/ProgramConsent.h"
+#include "config/ProgramRandom.h"
 #include "config/TextCodec.h"
 #include "session/ScriptFlow.h"
 #include "textprep/Text.h"
@@ -169,8 +170,7 @@ void SpeechSession::jumpTo(int line)
 
 int SpeechSession::drawCase(int count)
 {
-    std::uniform_real_distribution<float> uniform(0.0f, 1.0f);
-    const float r = std::min(uniform(m_random), std::nextafter(1.0f, 0.0f));
+    const float r = std::min(float(ProgramRandom()), std::nextafter(1.0f, 0.0f));
     return std::clamp(int(float(count) * r + 1.0f), 1, count);
 }
 

@@ -27,7 +27,6 @@ bool isActiveState(int state)
 
 SpeechSession::SpeechSession(QObject *parent)
     : QObject(parent)
-    , m_random(static_cast<unsigned>(QDateTime::currentMSecsSinceEpoch()))
     , m_save(std::make_unique<SaveToAudio>(*this))
 {
     TimerSpeech.setInterval(RestingInterval);
@@ -631,7 +630,11 @@ void SpeechSession::SaveStep()
     m_save->SaveStep();
 }
 void SpeechSession::RecorderPlaybackWatch() {}
-void SpeechSession::DictationGate() {}
+void SpeechSession::DictationGate()
+{
+    if (DictationTick)
+        DictationTick(SpeechState == StateIdle && SpeechRequest == RequestNone);
+}
 void SpeechSession::IdleWatchers() {}
 
 } // namespace tonaris

@@ -126,6 +126,9 @@ public:
     // 0 and a script that waits for an answer stands still.
     std::function<int(const QStringList &phrases)> StartRecognition;
     std::function<void()> PauseRecognitionHook;
+    // Each tick, for dictation: quiet when nothing is spoken or asked for, so that the
+    // recogniser never hears the program's own voice.
+    std::function<void(bool quiet)> DictationTick;
 
     // Saving to audio files: its options, its state and its step.
     SaveToAudio &saver() { return *m_save; }
@@ -260,7 +263,6 @@ private:
     void IdleWatchers();
 
     QPointer<Text> m_editor;
-    std::mt19937 m_random;
     QStringList m_reported;
     std::unique_ptr<QTemporaryDir> m_tempDir;
     SpeechEngine *Voice = nullptr;

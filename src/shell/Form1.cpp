@@ -56,6 +56,7 @@ Form1::Form1(SpeechEngine *voice, SpeechEngine *voiceOver, QWidget *parent)
     buildDocumentControls();
     buildSaveMenus();
     buildBatchAndRecorder();
+    buildConversation();
     arrangeMenus();
     setCaptions();
     setEditMenuCaptions();

@@ -34,6 +34,8 @@ class LevelSlider;
 class SpeechEngine;
 class ExternalVoiceEngine;
 class Text;
+class Prattle;
+class SpeechRecognizer;
 
 // The main window: the editor, the speech commands and the state display around one session.
 class Form1 : public QMainWindow
@@ -383,6 +385,32 @@ private:
     QString m_lastSavedFilename;
     int m_lastCursorPosition = 0;
     bool m_startFailed = false;
+
+    // ---- Conversation (Form1Conversation.cpp): replies of a personality, recognition of
+    // word lists for the scripts, and dictation into the editor. ----------------------------
+public:
+    Prattle *Prattle1 = nullptr;
+    SpeechRecognizer *ASR = nullptr;
+    QString CurrentAIPersonality; // caption of the checked personality
+    QList<QAction *> menuAIItem;  // one a personality; the tag (data) is the file name
+    void menuAIItem_Click(int Index);
+    void menuASROptions_Click();
+    void CheckASR_Click();
+    // Results of the recogniser: a word of the script's list, or a dictated phrase.
+    void ASR_Recognition(const QString &text);
+    void ASR_FalseRecognition();
+    // "Enable AI reply when press Enter" is checked and usable with the voice in use.
+    bool AIReplyOn() const;
+
+private:
+    void buildConversation();
+    void applyAIVoiceRule();
+    void dictationTick(bool quiet);
+    void loadConversationSettings(const IniFile &ini);
+    void saveConversationSettings(IniFile &ini);
+    QMenu *menuSelectAI = nullptr;
+    QAction *menuASROptions = nullptr;
+    // ---- end of conversation ----
 
     // ---- How the program was started (Form1Startup.cpp) -------------------------------------
 public:

@@ -3,6 +3,7 @@
 #include "shell/Form1.h"
 
 #include "config/MultiLang.h"
+#include "conversation/Prattle.h"
 #include "shell/FormFind.h"
 #include "shell/FormReplace.h"
 #include "textprep/Text.h"
@@ -191,7 +192,7 @@ void Form1::Text1_KeyDown(int &keyCode, int shift)
 
 void Form1::Text1_KeyPress(int &keyAscii)
 {
-    if (keyAscii != 13 || !CheckSpeechLineOnPressEnter->isChecked())
+    if (keyAscii != 13 || !(CheckSpeechLineOnPressEnter->isChecked() || AIReplyOn()))
         return;
     if (m_session.SpeechState == SpeechSession::StateSpeaking) {
         m_session.SpeechRequest = SpeechSession::RequestStop;
@@ -206,6 +207,8 @@ void Form1::Text1_KeyPress(int &keyAscii)
         return;
     QString text = Text1->text().mid(start, Text1->GetLineLength(line));
     text = text.replace(QLatin1Char('\t'), QLatin1Char(' ')).trimmed();
+    if (AIReplyOn())
+        text = Prattle1->Rispondi(text);
     if (text.startsWith(QLatin1Char('#')) && !text.startsWith(QLatin1String("#VOICE")))
         return;
     m_session.SpeakLooseText(text);

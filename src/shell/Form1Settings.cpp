@@ -286,6 +286,7 @@ void Form1::LoadSettings()
     if (m_session.EngineKind != EngineKindExternal)
         ShowCurrentAudioFormat();
     loadTextPrepSettings(ini);
+    loadConversationSettings(ini);
 }
 
 void Form1::SaveSettings()
@@ -335,6 +336,7 @@ void Form1::SaveSettings()
         write("KeyboardEditMode", yesNo(menuKeyboardEditMode->isChecked()));
         write("CharacterEnabled", QString::number(CheckShowCharacter->isChecked() ? 1 : 0));
         saveTextPrepSettings(ini);
+        saveConversationSettings(ini);
         const QStringList allowed = m_consent->allowedList();
         for (int i = 0; i <= allowed.size(); ++i) // one more, emptied, ends the list
             ini.write(Section, QStringLiteral("AllowedProgram%1").arg(i + 1), allowed.value(i));

@@ -20,6 +20,12 @@ template <typename T> T *child(const QObject *parent, const char *name)
     return found;
 }
 
+// Says a short text (espeak-ng, American English) into the test sound server's virtual
+// microphone, as a person in a quiet room would: a second of faint noise first, from which a
+// recogniser learns the level of the room. Returns once it has been played; false when a tool
+// failed.
+bool SayIntoMicrophone(const QString &text);
+
 // Ends the test program with its status the way the program itself ends (see
 // ExitWithoutAudioTeardown), after removing the private home.
 [[noreturn]] void leaveProcess(int status);

@@ -407,7 +407,7 @@ private slots:
              {"ComboVoci", "CommandSpeech", "CheckTracking", "ComboFontSize", "PictureVolumeButton",
               "PictureSpeedButton", "PicturePitchButton", "CheckShowCharacter"})
             QVERIFY2(forward.contains(QLatin1String(name)), name);
-        QVERIFY(!forward.contains(QStringLiteral("CheckASR"))); // disabled controls are passed
+        QVERIFY(!forward.contains(QStringLiteral("CheckIA"))); // disabled controls are passed
 
         QStringList backward;
         for (int i = 0; i < forward.size(); ++i) {
