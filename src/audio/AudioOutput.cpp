@@ -49,6 +49,8 @@ struct PositionedLevel
     int level;
 };
 
+} // namespace
+
 QAudioFormat toQAudioFormat(const PcmFormat &f)
 {
     QAudioFormat q;
@@ -57,7 +59,6 @@ QAudioFormat toQAudioFormat(const PcmFormat &f)
     q.setSampleFormat(f.bitsPerSample == 8 ? QAudioFormat::UInt8 : QAudioFormat::Int16);
     return q;
 }
-} // namespace
 
 struct AudioOutput::Private
 {

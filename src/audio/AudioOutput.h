@@ -4,12 +4,16 @@
 #include "audio/PcmFormat.h"
 
 #include <QAudioDevice>
+#include <QAudioFormat>
 #include <QList>
 #include <QObject>
 
 #include <memory>
 
 namespace tonaris {
+
+// The device format of PCM: 8-bit samples unsigned, 16-bit signed.
+QAudioFormat toQAudioFormat(const PcmFormat &f);
 
 // Plays engine PCM (EnginePcmFormat) on an audio device, converted to the device format chosen
 // by an audio format code, and raises the markers written with it when playback reaches them.

@@ -1,5 +1,7 @@
 #include "audio/AudioRecorder.h"
 
+#include "audio/AudioOutput.h"
+
 #include "audio/WavWriter.h"
 #include "config/Dialogs.h"
 
@@ -23,15 +25,6 @@ namespace {
 
 constexpr int FeedMs = 10;
 constexpr int SinkBufferMs = 100;
-
-QAudioFormat toQAudioFormat(const PcmFormat &f)
-{
-    QAudioFormat q;
-    q.setSampleRate(f.sampleRate);
-    q.setChannelCount(f.channels);
-    q.setSampleFormat(f.bitsPerSample == 8 ? QAudioFormat::UInt8 : QAudioFormat::Int16);
-    return q;
-}
 
 QAudioDevice chosen(const QAudioDevice &wanted, const QAudioDevice &fallback,
                     const QList<QAudioDevice> &all)
