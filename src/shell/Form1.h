@@ -395,6 +395,7 @@ public:
     QList<QAction *> menuAIItem;  // one a personality; the tag (data) is the file name
     void menuAIItem_Click(int Index);
     void menuASROptions_Click();
+    void menuExplorerIntegration_Click();
     void CheckASR_Click();
     // Results of the recogniser: a word of the script's list, or a dictated phrase.
     void ASR_Recognition(const QString &text);

@@ -4,6 +4,7 @@
 
 #include "audio/AudioOutput.h"
 #include "config/MultiLang.h"
+#include "shell/FormShellExtensions.h"
 #include "shell/LevelSlider.h"
 #include "voices/AudioFormats.h"
 #include "voices/ExternalVoiceEngine.h"
@@ -122,10 +123,21 @@ void Form1::buildAudioMenu()
     menuVerbose = menuAccessibilityOptions->addAction(QStringLiteral("&Verbose mode"));
     menuVerbose->setObjectName(QStringLiteral("menuVerbose"));
     menuVerbose->setCheckable(true);
+    QAction *explorer =
+        menuAccessibilityOptions->addAction(QStringLiteral("&Explorer Integration..."));
+    explorer->setObjectName(QStringLiteral("menuExplorerIntegration"));
+    connect(explorer, &QAction::triggered, this, &Form1::menuExplorerIntegration_Click);
     menuKeyboardEditMode =
         menuAccessibilityOptions->addAction(QStringLiteral("Enable &TAB key on text box"));
     menuKeyboardEditMode->setObjectName(QStringLiteral("menuKeyboardEditMode"));
     menuKeyboardEditMode->setCheckable(true);
+}
+
+void Form1::menuExplorerIntegration_Click()
+{
+    auto *form = new FormShellExtensions(this);
+    form->setAttribute(Qt::WA_DeleteOnClose);
+    form->open();
 }
 
 // The sliders keep their rest captions themselves, so they need the translation as well.
