@@ -77,6 +77,7 @@ Form1::Form1(SpeechEngine *voice, SpeechEngine *voiceOver, QWidget *parent)
     setLevelCaptions();
     arrangeWindow();
     qApp->installEventFilter(this);
+    setupMediaControls();
 
     // Without a voice start-up has ended with its message. A run that only renders to files
     // looks for no output device and does not miss one.

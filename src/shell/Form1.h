@@ -25,6 +25,7 @@ class FormFind;
 class FrameRecord;
 class Resizer;
 class TalkingCharacter;
+class MediaControls;
 class FormWaitToSaving;
 class IniFile;
 class ProgramConsent;
@@ -65,6 +66,11 @@ public:
     // Moves the focus to the next (or previous) enabled control of the window's own order; the
     // editor, the lists, the buttons, the check boxes and the three knobs take part.
     void MoveTabFocus(bool Backward);
+    // Esc: stops what is being read or listened for; false when nothing runs.
+    bool stopReading();
+    // The desktop's media keys and sound menu (MPRIS), while a session bus exists.
+    void setupMediaControls();
+    MediaControls *Media = nullptr;
     void menuShortcutKeys_Click();
     void menuDonations_Click();
     void menuAboutTonaris_Click();

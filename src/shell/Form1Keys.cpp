@@ -159,21 +159,8 @@ void Form1::Form_KeyDown(int &keyCode, int shift)
                 return false;
             menuOpen_Click();
             return true;
-        case Qt::Key_Escape: {
-            const int state = m_session.SpeechState;
-            if (state != SpeechSession::StateSpeaking && state != SpeechSession::StatePaused &&
-                state != SpeechSession::StatePausedRecognizing &&
-                state != SpeechSession::StateRecognizing)
-                return false;
-            const int line = m_session.SpeechLineIndex - 1;
-            if (line >= 0 && line < Text1->LineCount()) {
-                Text1->SetSelStart(Text1->GetPosStartFromLineIndex(line));
-                Text1->SetSelLength(0);
-            }
-            m_session.SpeechRequest = SpeechSession::RequestStop;
-            m_session.SetTimerFast();
-            return true;
-        }
+        case Qt::Key_Escape:
+            return stopReading();
         default:
             return false;
         }
@@ -229,6 +216,24 @@ bool Form1::eventFilter(QObject *watched, QEvent *event)
         }
     }
     return QMainWindow::eventFilter(watched, event);
+}
+
+// Stops a reading, paused or listening run, leaving the caret at the start of the line that
+// was being read. False when nothing was running.
+bool Form1::stopReading()
+{
+    const int state = m_session.SpeechState;
+    if (state != SpeechSession::StateSpeaking && state != SpeechSession::StatePaused &&
+        state != SpeechSession::StatePausedRecognizing && state != SpeechSession::StateRecognizing)
+        return false;
+    const int line = m_session.SpeechLineIndex - 1;
+    if (line >= 0 && line < Text1->LineCount()) {
+        Text1->SetSelStart(Text1->GetPosStartFromLineIndex(line));
+        Text1->SetSelLength(0);
+    }
+    m_session.SpeechRequest = SpeechSession::RequestStop;
+    m_session.SetTimerFast();
+    return true;
 }
 
 } // namespace tonaris

@@ -4,6 +4,7 @@
 
 #include "shell/FrameRecord.h"
 #include "shell/LevelSlider.h"
+#include "shell/MediaControls.h"
 #include "shell/Resizer.h"
 #include "shell/TalkingCharacter.h"
 #include "shell/TranslateForm.h"
@@ -172,6 +173,8 @@ void Form1::buildWindow()
     connect(&m_session, &SpeechSession::ticked, this, [this] {
         PictureCharacter->tick(m_session.SpeechState);
         clipboardLook();
+        if (Media)
+            Media->refresh();
     });
 
     // The clipboard is looked at once a second; on Wayland an unfocused window is not told.
