@@ -26,6 +26,7 @@ class FrameRecord;
 class Resizer;
 class TalkingCharacter;
 class MediaControls;
+class ClipboardWatch;
 class FormWaitToSaving;
 class IniFile;
 class ProgramConsent;
@@ -77,6 +78,7 @@ public:
     // Once a second on the speech timer: a new text on the clipboard is spoken.
     void clipboardLook();
     QString LastClipboardText;
+    ClipboardWatch *Clipboard = nullptr;
     int ClipboardTicks = 0;
     Resizer *Resizer1 = nullptr;
     bool ResizeAllowed = false;

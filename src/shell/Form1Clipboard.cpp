@@ -3,22 +3,11 @@
 // program.
 #include "shell/Form1.h"
 
+#include "shell/ClipboardWatch.h"
+
 #include <QCheckBox>
-#include <QClipboard>
-#include <QGuiApplication>
-#include <QMimeData>
 
 namespace tonaris {
-
-namespace {
-// The clipboard's plain text; "" when it holds none or cannot be asked.
-QString GetClipboardText()
-{
-    const QClipboard *clipboard = QGuiApplication::clipboard();
-    const QMimeData *data = clipboard ? clipboard->mimeData() : nullptr;
-    return data && data->hasText() ? data->text() : QString();
-}
-} // namespace
 
 void Form1::clipboardLook()
 {
@@ -27,7 +16,7 @@ void Form1::clipboardLook()
     if (++ClipboardTicks < 10)
         return;
     ClipboardTicks = 0;
-    const QString text = GetClipboardText();
+    const QString text = Clipboard->text();
     if (text == LastClipboardText)
         return;
     if (m_session.SpeechState == SpeechSession::StateSpeaking) {

@@ -2,6 +2,7 @@
 // layout at their design size, and from then on scaled with the window by the resizer.
 #include "shell/Form1.h"
 
+#include "shell/ClipboardWatch.h"
 #include "shell/FrameRecord.h"
 #include "shell/LevelSlider.h"
 #include "shell/MediaControls.h"
@@ -177,9 +178,12 @@ void Form1::buildWindow()
             Media->refresh();
     });
 
-    // The clipboard is looked at once a second; on Wayland an unfocused window is not told.
-    CheckGetClipboard->setEnabled(QGuiApplication::platformName() != QLatin1String("wayland"));
+    // The clipboard is looked at once a second.
+    Clipboard = new ClipboardWatch(this);
+    CheckGetClipboard->setEnabled(ClipboardWatch::available());
+    CheckGetClipboard->setToolTip(ClipboardWatch::unavailableReason());
     connect(CheckGetClipboard, &QCheckBox::toggled, this, [this](bool on) {
+        Clipboard->setActive(on);
         if (!on)
             LastClipboardText.clear();
     });
