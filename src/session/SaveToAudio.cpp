@@ -147,7 +147,7 @@ QStringList notedPaths(const QString &journalPath)
 bool isTemporaryName(const QString &path)
 {
     const QString name = QFileInfo(path).fileName();
-    return name.startsWith(TempName) || name == LineFileName ||
+    return name.startsWith(TempName) || name.startsWith(LineFileName.chopped(4)) ||
            (name.startsWith(QLatin1Char('.')) && name.endsWith(QLatin1String(".part")));
 }
 
@@ -267,15 +267,17 @@ bool SaveToAudio::external() const
 QString SaveToAudio::tempPathFor(int number) const
 {
     // Several volumes' files may exist at once while they are encoded.
-    const QString name =
-        splitting() ? QStringLiteral("%1_%2.wav").arg(TempName).arg(number, 3, 10, QLatin1Char('0'))
-                    : TempName + QStringLiteral(".wav");
+    const QString name = splitting() ? QStringLiteral("%1%2_%3.wav")
+                                           .arg(TempName, m_tempSuffix)
+                                           .arg(number, 3, 10, QLatin1Char('0'))
+                                     : TempName + m_tempSuffix + QStringLiteral(".wav");
     return QDir(AudioFileFolder).filePath(name);
 }
 
 QString SaveToAudio::lineFilePath() const
 {
-    return QDir(AudioFileFolder).filePath(LineFileName);
+    QString name = LineFileName;
+    return QDir(AudioFileFolder).filePath(name.insert(name.size() - 4, m_tempSuffix));
 }
 
 void SaveToAudio::fail(const QString &message)
@@ -375,15 +377,11 @@ void SaveToAudio::StartSaving()
         return;
     }
 
-    // Another Tonaris saving into this folder writes the same temporary names. (Volumes go into
-    // a new folder of their own.)
-    if (!splitting() && FolderInUseByAnotherSave(AudioFileFolder)) {
-        fail(Translate(QStringLiteral("Another Tonaris is saving into the folder %1: wait until it "
-                                      "has finished, or save into another folder."))
-                 .arg(AudioFileFolder));
-        giveUp();
-        return;
-    }
+    // Another Tonaris saving into this folder, or a run from the command line (scripts start
+    // several at once into one folder): the temporary names carry the process's number.
+    m_tempSuffix.clear();
+    if (BatchMode == 1 || FolderInUseByAnotherSave(AudioFileFolder))
+        m_tempSuffix = QLatin1Char('-') + QString::number(QCoreApplication::applicationPid());
 
     // Text preparation works on the text of the run, never on the editor.
     if (s.PrepareTextForSave)

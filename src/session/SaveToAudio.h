@@ -105,6 +105,7 @@ signals:
     void saveFinished(bool aborted);
 
 private:
+    QString m_tempSuffix; // "-<process>" when the folder may be shared
     enum class Phase { Idle, Rendering, Encoding };
     struct Volume
     {
@@ -169,7 +170,7 @@ private:
     int m_savedLeft = -1;
     int m_savedRight = -1;
     bool m_failed = false;
-    bool m_stopped = false; // the user aborted
+    bool m_stopped = false;   // the user aborted
     bool m_batchSave = false; // one of a batch: silent, even when the abort ends the batch
     bool m_inStep = false;
 };
