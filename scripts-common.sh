@@ -11,7 +11,7 @@ TONARIS_PACKAGES=(
     fonts-dejavu-core
 )
 TONARIS_TEST_PACKAGES=(pulseaudio pulseaudio-utils espeak-ng sox flite
-    xvfb xauth dbus at-spi2-core python3-pyatspi desktop-file-utils appstream groff-base xclip libglib2.0-bin)
+    xvfb xauth dbus at-spi2-core python3-pyatspi desktop-file-utils appstream groff-base xclip libglib2.0-bin parallel)
 
 # Installs the named packages that are missing, with one apt-get update only when needed.
 install_missing() {

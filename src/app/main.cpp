@@ -1,12 +1,19 @@
 #include "audio/AudioOutput.h"
+#include "config/AppPaths.h"
 #include "config/CommandLine.h"
+#include "config/RunOptions.h"
 #include "shell/Form1.h"
 #include "shell/WidgetDialogs.h"
+#include "voices/EspeakEngine.h"
+#include "voices/ExternalVoices.h"
+#include "voices/VoiceCatalogue.h"
 
 #include <QApplication>
 #include <QDir>
 #include <QMutex>
+#include <QProcess>
 #include <QStandardPaths>
+#include <QTemporaryDir>
 
 #include <cstdio>
 #include <cstdlib>
@@ -49,6 +56,120 @@ void quietMessage(QtMsgType type, const QMessageLogContext &, const QString &tex
     }
 }
 
+void tell(const QString &line)
+{
+    std::fputs(("Tonaris: " + line + QLatin1Char('\n')).toLocal8Bit().constData(), stderr);
+    std::fflush(stderr);
+}
+
+// --list-voices: the voices of both families, one a line, tab-separated.
+int listVoices(int argc, char *argv[])
+{
+    hiddenRun = true; // what the engines remark on goes to the log
+    QCoreApplication app(argc, argv);
+    tonaris::AudioOutput::setDevicesWanted(false);
+    struct Family
+    {
+        QList<tonaris::VoiceInfo> voices;
+        int kind;
+        const char *name;
+    };
+    QList<Family> families;
+    if (tonaris::EspeakEngine::available()) {
+        tonaris::EspeakEngine engine;
+        families.append({engine.GetVoices(), tonaris::EngineKindBuiltIn, "built-in"});
+    }
+    QList<tonaris::VoiceInfo> external;
+    for (const tonaris::ExternalVoice &voice : tonaris::ExternalVoices::discover())
+        external.append(voice.info);
+    families.append({external, tonaris::EngineKindExternal, "external"});
+    int count = 0;
+    for (const Family &family : std::as_const(families)) {
+        const QList<tonaris::VoiceRecord> records =
+            tonaris::BuildVoiceRecords(family.voices, family.kind);
+        for (qsizetype i = 0; i < records.size(); ++i) {
+            const QString tag = family.voices.at(i).languageTag;
+            const QString line = records.at(i).Name + QLatin1Char('\t') +
+                                 (tag.isEmpty() ? QStringLiteral("-") : tag) + QLatin1Char('\t') +
+                                 records.at(i).Gender.toLower() + QLatin1Char('\t') +
+                                 QLatin1String(family.name) + QLatin1Char('\n');
+            std::fputs(line.toUtf8().constData(), stdout);
+            ++count;
+        }
+    }
+    std::fflush(stdout);
+    if (count == 0)
+        tell(QStringLiteral("no voice is installed (package espeak-ng-data)."));
+    return count ? tonaris::ExitSuccess : tonaris::ExitNoVoice;
+}
+
+// Several inputs: one run of this program for each, in turn, each writing beside its input.
+// Every run tells its own failure; the status is 0 only when all succeeded.
+int saveEach(int argc, char *argv[], const tonaris::RunOptions &options,
+             const tonaris::CommandLine &commandLine)
+{
+    QCoreApplication app(argc, argv);
+    int status = tonaris::ExitSuccess;
+    for (const QString &file : commandLine.files) {
+        QStringList arguments = options.toArguments();
+        if (commandLine.hidden)
+            arguments.append(QStringLiteral("/hidden"));
+        arguments << (commandLine.outputFormat == 1 ? QStringLiteral("/wav")
+                                                    : QStringLiteral("/mp3"))
+                  << QStringLiteral("--") << file;
+        QProcess run;
+        run.setProcessChannelMode(QProcess::ForwardedChannels);
+        run.setInputChannelMode(QProcess::ForwardedInputChannel);
+        run.start(QCoreApplication::applicationFilePath(), arguments);
+        if (!run.waitForFinished(-1) || run.exitStatus() != QProcess::NormalExit) {
+            tell(QStringLiteral("the save of %1 ended abnormally.").arg(file));
+            status = tonaris::ExitFailure;
+        } else if (run.exitCode() != 0) {
+            status = run.exitCode();
+        }
+    }
+    return status;
+}
+
+// Standard input into a file of the private folder; false, told, when it cannot be read.
+bool readStandardInput(const QString &path)
+{
+    QFile in, out(path);
+    if (!in.open(stdin, QIODevice::ReadOnly) || !out.open(QIODevice::WriteOnly)) {
+        tell(QStringLiteral("standard input cannot be read."));
+        return false;
+    }
+    char buffer[65536];
+    for (qint64 n; (n = in.read(buffer, sizeof buffer)) > 0;)
+        if (out.write(buffer, n) != n) {
+            tell(QStringLiteral("standard input cannot be kept: %1").arg(out.errorString()));
+            return false;
+        }
+    return true;
+}
+
+// The finished audio onto standard output.
+bool writeStandardOutput(const QString &path)
+{
+    QFile in(path), out;
+    if (!in.open(QIODevice::ReadOnly)) {
+        tell(QStringLiteral("volumes cannot go to standard output: save them into a folder."));
+        return false;
+    }
+    if (!out.open(stdout, QIODevice::WriteOnly)) {
+        tell(QStringLiteral("standard output cannot be written."));
+        return false;
+    }
+    char buffer[65536];
+    for (qint64 n; (n = in.read(buffer, sizeof buffer)) > 0;)
+        if (out.write(buffer, n) != n) {
+            tell(QStringLiteral("standard output cannot be written."));
+            return false;
+        }
+    out.flush();
+    return true;
+}
+
 bool displayNamed()
 {
     return !qEnvironmentVariableIsEmpty("DISPLAY") ||
@@ -64,11 +185,27 @@ int main(int argc, char *argv[])
     QStringList rawArguments;
     for (int i = 1; i < argc; ++i)
         rawArguments.append(QString::fromLocal8Bit(argv[i]));
-    const tonaris::CommandLine early = tonaris::CommandLine::parse(rawArguments);
-    if (early.help) {
-        std::fputs(tonaris::CommandLine::usage().toLocal8Bit().constData(), stdout);
+    const tonaris::RunOptions options = tonaris::RunOptions::parse(rawArguments);
+    if (!options.error.isEmpty()) {
+        tell(options.error + QStringLiteral(" (see --help)."));
+        return tonaris::ExitBadArguments;
+    }
+    const tonaris::CommandLine early =
+        tonaris::CommandLine::parse(options.rest, options.inputsOnly);
+    if (early.help || options.help) {
+        std::fputs(tonaris::RunOptions::usage().toLocal8Bit().constData(), stdout);
         return 0;
     }
+    if (options.version) {
+        std::fputs("Tonaris " TONARIS_VERSION "\n", stdout);
+        return 0;
+    }
+    if (!options.config.isEmpty())
+        tonaris::SetSettingsFile(options.config);
+    if (options.listVoices)
+        return listVoices(argc, argv);
+    if (early.action == tonaris::CommandLine::Save && !early.files.isEmpty())
+        return saveEach(argc, argv, options, early);
     const bool platformChosen = !qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM") ||
                                 rawArguments.contains(QLatin1String("-platform"));
     if (!platformChosen && !displayNamed()) {
@@ -96,8 +233,27 @@ int main(int argc, char *argv[])
         heldBack.clear();
     }
     // What is left once Qt has taken its own options (-platform, -display, ...).
-    const tonaris::CommandLine commandLine =
-        tonaris::CommandLine::parse(QCoreApplication::arguments().mid(1));
+    const tonaris::RunOptions late =
+        tonaris::RunOptions::parse(QCoreApplication::arguments().mid(1));
+    tonaris::CommandLine commandLine = tonaris::CommandLine::parse(late.rest, late.inputsOnly);
+    // "-" stands for standard input and output; the files behind them are this run's own.
+    QTemporaryDir pipes;
+    const bool fromStandardInput =
+        commandLine.action != tonaris::CommandLine::None && commandLine.file == QLatin1String("-");
+    const bool toStandardOutput = commandLine.action == tonaris::CommandLine::Save &&
+                                  commandLine.output == QLatin1String("-");
+    if (fromStandardInput) {
+        commandLine.file = pipes.filePath(QStringLiteral("standard input.txt"));
+        if (!readStandardInput(commandLine.file))
+            return tonaris::ExitUnreadableInput;
+    }
+    QString standardOutputFile;
+    if (toStandardOutput) {
+        standardOutputFile =
+            pipes.filePath(commandLine.outputFormat == 1 ? QStringLiteral("standard output.wav")
+                                                         : QStringLiteral("standard output.mp3"));
+        commandLine.output = standardOutputFile;
+    }
     tonaris::WidgetDialogs widgetDialogs;
     tonaris::ConsoleDialogs consoleDialogs; // a hidden run tells its messages on standard error
     tonaris::Dialogs::install(commandLine.hidden ? static_cast<tonaris::Dialogs *>(&consoleDialogs)
@@ -115,13 +271,24 @@ int main(int argc, char *argv[])
             window.show();
             window.activateWindow(); // typing goes to the editor at once, with or without a WM
         }
-        if (window.RunCommandLine(commandLine))
-            status = QApplication::exec();
-        else
+        QString refusal;
+        const int overridden = window.ApplyRunOptions(late, &refusal);
+        if (overridden != tonaris::ExitSuccess) {
+            if (!refusal.isEmpty())
+                tonaris::Dialogs::instance()->message(
+                    &window, refusal, tonaris::Dialogs::Exclamation, QStringLiteral("Tonaris"));
+            status = overridden;
             window.close();
+        } else if (window.RunCommandLine(commandLine)) {
+            status = QApplication::exec();
+        } else {
+            window.close();
+        }
         if (status == 0)
             status = window.ExitStatus();
     }
+    if (status == 0 && toStandardOutput && !writeStandardOutput(standardOutputFile))
+        status = tonaris::ExitCannotWrite;
     tonaris::Dialogs::install(nullptr);
     // Everything of ours is written and closed with the window.
     tonaris::ExitWithoutAudioTeardown(status);

@@ -25,8 +25,19 @@ QString ProgramFolder()
     return QCoreApplication::applicationDirPath();
 }
 
+namespace {
+QString settingsOverride;
+}
+
+void SetSettingsFile(const QString &path)
+{
+    settingsOverride = path.isEmpty() ? QString() : QFileInfo(path).absoluteFilePath();
+}
+
 QString SettingsFilePath(const QString &programFolder)
 {
+    if (!settingsOverride.isEmpty())
+        return settingsOverride;
     const QString folder = folderOrProgram(programFolder);
     const QString beside = folder + QLatin1Char('/') + SettingsFileName;
     if (QFileInfo(beside).isFile() && QFileInfo(folder).isWritable())

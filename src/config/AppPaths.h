@@ -16,6 +16,9 @@ QString ProgramFolder();
 // it (a portable copy), else $XDG_CONFIG_HOME/tonaris/tonaris.ini. The folder of the second
 // may not exist yet: writing the settings creates it.
 QString SettingsFilePath(const QString &programFolder = QString());
+// A settings file named on the command line (--config), which SettingsFilePath gives from then
+// on; empty returns to the usual place. Set it before anything reads the settings.
+void SetSettingsFile(const QString &path);
 
 // The existing folders among: the program's folder, $XDG_DATA_HOME/tonaris, and the installed
 // share/tonaris next to the executable's bin folder; in that order, without repeats.

@@ -4,7 +4,7 @@
 
 namespace tonaris {
 
-CommandLine CommandLine::parse(const QStringList &arguments)
+CommandLine CommandLine::parse(const QStringList &arguments, bool inputsOnly)
 {
     CommandLine c;
     QStringList args;
@@ -30,6 +30,13 @@ CommandLine CommandLine::parse(const QStringList &arguments)
     } else if (n == 2 && command == QLatin1String("/play")) {
         c.action = Play;
         c.file = args.at(1).trimmed();
+    } else if ((n >= 4 || (n == 3 && inputsOnly)) &&
+               (command == QLatin1String("/wav") || command == QLatin1String("/mp3"))) {
+        // Several inputs: each is saved beside itself, by a run of its own.
+        c.action = Save;
+        for (qsizetype i = 1; i < n; ++i)
+            c.files.append(args.at(i).trimmed());
+        c.outputFormat = command.right(3) == QLatin1String("mp3") ? 0 : 1;
     } else if ((n == 2 || n == 3) &&
                (command == QLatin1String("/wav") || command == QLatin1String("/mp3"))) {
         c.action = Save;

@@ -353,10 +353,30 @@ QByteArray IniFile::contents() const
     return text.toUtf8();
 }
 
+namespace {
+QMutex memoryOnlyMutex;
+QSet<QString> memoryOnlyFiles;
+bool keptInMemory(const QString &path)
+{
+    const QMutexLocker lock(&memoryOnlyMutex);
+    return memoryOnlyFiles.contains(QFileInfo(path).absoluteFilePath());
+}
+} // namespace
+
+void KeepIniFileInMemory(const QString &file)
+{
+    const QMutexLocker lock(&memoryOnlyMutex);
+    memoryOnlyFiles.insert(QFileInfo(IniFilePath(file)).absoluteFilePath());
+}
+
 bool IniFile::save(QString *error)
 {
     if (!m_modified)
         return true;
+    if (keptInMemory(m_path)) {
+        m_modified = false;
+        return true;
+    }
     QDir().mkpath(QFileInfo(m_path).path());
     QSaveFile out(m_path);
     if (!out.open(QIODevice::WriteOnly) || out.write(contents()) < 0 || !out.commit()) {

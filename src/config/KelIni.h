@@ -34,6 +34,10 @@ QString IniRead(const QString &file, const QString &section, const QString &key,
 bool IniWrite(const QString &file, const QString &section, const QString &key, const QString &value,
               QString *error = nullptr);
 
+// From now on this process never writes the file: its changes stay in memory (a run whose
+// command line overrides the settings).
+void KeepIniFileInMemory(const QString &file);
+
 // One settings file in memory: load once, read and write many keys, save once. Same rules as
 // IniRead and IniWrite. Not thread-safe; one owner at a time.
 class IniFile

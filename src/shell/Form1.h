@@ -26,6 +26,7 @@ class FrameRecord;
 class Resizer;
 class TalkingCharacter;
 class MediaControls;
+struct RunOptions;
 class ClipboardWatch;
 class FormWaitToSaving;
 class IniFile;
@@ -168,6 +169,10 @@ public:
     // Acts on the command line once the window is ready. False when a hidden run has nothing
     // to do: the cause has been told, and the program should end with ExitStatus().
     bool RunCommandLine(const CommandLine &commandLine);
+    // The command line's overrides of voice, levels and format, for this run only (the
+    // settings file is not written from then on). An ExitCode; not ExitSuccess with `message`
+    // saying why (empty when it was told already).
+    int ApplyRunOptions(const RunOptions &options, QString *message);
     // 0 unless a run from the command line failed.
     int ExitStatus() const;
     void buildSaveMenus();

@@ -4,16 +4,20 @@
 // and ends.
 #include "shell/Form1.h"
 
+#include "config/AppPaths.h"
 #include "config/CommandLine.h"
 #include "config/Dialogs.h"
 #include "config/KelIni.h"
 #include "config/MultiLang.h"
+#include "config/RunOptions.h"
 #include "session/SaveToAudio.h"
 #include "shell/FormWaitToSaving.h"
+#include "shell/LevelSlider.h"
 #include "textprep/Text.h"
 
 #include <QAction>
 #include <QActionGroup>
+#include <QComboBox>
 #include <QFile>
 #include <QFileDialog>
 #include <QFileInfo>
@@ -292,9 +296,65 @@ bool Form1::ReadTextFile(const QString &path, QString &Out_Text, QString *error)
 
 int Form1::ExitStatus() const
 {
-    const int save =
-        m_session.saver().BatchMode == 1 || m_session.HiddenMode ? m_session.saver().ExitStatus : 0;
-    return std::max(m_commandLineStatus, save);
+    if (m_commandLineStatus != ExitSuccess)
+        return m_commandLineStatus;
+    const bool told = m_session.saver().BatchMode == 1 || m_session.HiddenMode;
+    return told && m_session.saver().ExitStatus != 0 ? int(ExitCannotWrite) : int(ExitSuccess);
+}
+
+int Form1::ApplyRunOptions(const RunOptions &options, QString *message)
+{
+    if (!options.overridesSettings())
+        return ExitSuccess;
+    // What the command line chose holds for this run only.
+    KeepIniFileInMemory(SettingsFilePath());
+    if (!options.voice.isEmpty()) {
+        if (VoiceCount() == 0)
+            return ExitNoVoice; // told at start-up
+        int found = -1;
+        for (int i = 0; i < VoiceCount() && found < 0; ++i)
+            if (Voices.at(i).Name.compare(options.voice.trimmed(), Qt::CaseInsensitive) == 0)
+                found = i;
+        if (found < 0) {
+            *message = Translate(QStringLiteral("No voice is named %1: tonaris --list-voices "
+                                                "lists them."))
+                           .arg(options.voice);
+            return ExitBadArguments;
+        }
+        ComboVoci->setCurrentIndex(found);
+    }
+    struct Level
+    {
+        std::optional<int> value;
+        LevelSlider *slider;
+        const char *option;
+    };
+    for (const Level &level : {Level{options.rate, PictureSpeedButton, "--rate"},
+                               Level{options.pitch, PicturePitchButton, "--pitch"},
+                               Level{options.volume, PictureVolumeButton, "--volume"}}) {
+        if (!level.value)
+            continue;
+        if (*level.value < level.slider->minimum() || *level.value > level.slider->maximum()) {
+            *message = Translate(QStringLiteral("%1 takes a number from %2 to %3."))
+                           .arg(QLatin1String(level.option))
+                           .arg(level.slider->minimum())
+                           .arg(level.slider->maximum());
+            return ExitBadArguments;
+        }
+        level.slider->setValue(*level.value);
+    }
+    if (!options.format.isEmpty()) {
+        const int index =
+            ComboAudioFormat->findText(options.format.simplified(), Qt::MatchFixedString);
+        if (index < 0 || !ComboAudioFormat->isEnabled()) {
+            *message = Translate(QStringLiteral("No audio format is named %1: choose one of the "
+                                                "list, such as \"22 kHz 16 Bit Mono\"."))
+                           .arg(options.format);
+            return ExitBadArguments;
+        }
+        ComboAudioFormat->setCurrentIndex(index);
+    }
+    return ExitSuccess;
 }
 
 bool Form1::RunCommandLine(const CommandLine &commandLine)
@@ -305,11 +365,11 @@ bool Form1::RunCommandLine(const CommandLine &commandLine)
         // command line is not looked at; a hidden run has nothing left to show and ends.
         if (!m_startFailed && !commandLine.hidden)
             return true;
-        m_commandLineStatus = 1;
+        m_commandLineStatus = m_startFailed ? ExitFailure : ExitNoVoice;
         return false;
     }
-    auto failure = [this](const QString &message) {
-        m_commandLineStatus = 1;
+    auto failure = [this](const QString &message, int status = ExitUnreadableInput) {
+        m_commandLineStatus = status;
         Dialogs::instance()->message(this, message, Dialogs::Exclamation,
                                      QStringLiteral("Tonaris"));
         return false;
@@ -332,14 +392,18 @@ bool Form1::RunCommandLine(const CommandLine &commandLine)
     case CommandLine::None:
         if (commandLine.hidden)
             return failure(Translate(QStringLiteral(
-                "Nothing to do: with /hidden give a file and /play, /wav or /mp3 (see --help).")));
+                               "Nothing to do: with /hidden give a file and /play, /wav or /mp3 "
+                               "(see --help).")),
+                           ExitBadArguments);
         CheckScreenSize();
         Text1->setFocus();
         return true;
     case CommandLine::Open:
         if (commandLine.hidden)
-            return failure(Translate(QStringLiteral(
-                "Nothing to do: with /hidden give /play, /wav or /mp3 (see --help).")));
+            return failure(
+                Translate(QStringLiteral(
+                    "Nothing to do: with /hidden give /play, /wav or /mp3 (see --help).")),
+                ExitBadArguments);
         CheckScreenSize();
         if (open(commandLine.file))
             Text1->setFocus();
@@ -351,7 +415,7 @@ bool Form1::RunCommandLine(const CommandLine &commandLine)
             return true;
         }
         if (!canSpeak() && commandLine.hidden) {
-            m_commandLineStatus = 1; // "No audio devices available" was told at start-up
+            m_commandLineStatus = ExitFailure; // "No audio devices available" was told
             return false;
         }
         if (!commandLine.hidden) {

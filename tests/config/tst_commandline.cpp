@@ -1,6 +1,7 @@
 // The rows of the command line: which action, which file and which target.
 #include "TestSupport.h"
 #include "config/CommandLine.h"
+#include "config/RunOptions.h"
 
 #include <QTest>
 
@@ -45,8 +46,8 @@ private slots:
             << ".hidden/book" << 1;
         QTest::newRow("wav alone is a file")
             << QStringList{"/wav"} << int(C::Open) << false << "/wav" << none << 0;
-        QTest::newRow("too many") << QStringList{"/mp3", "a", "b", "c"} << int(C::None) << false
-                                  << none << none << 0;
+        QTest::newRow("three inputs, each beside itself")
+            << QStringList{"/mp3", "a", "b", "c"} << int(C::Save) << false << none << none << 0;
     }
 
     void parse()
@@ -68,10 +69,61 @@ private slots:
                  action == int(CommandLine::None) && arguments.size() - (hidden ? 1 : 0) > 0);
     }
 
-    void help()
+    // The long options are taken out; slash switches, names and "-" stay for the rows above.
+    void options_data()
     {
-        QVERIFY(CommandLine::parse({QStringLiteral("--help")}).help);
-        QVERIFY(CommandLine::usage().contains(QLatin1String("/mp3 FILE")));
+        QTest::addColumn<QStringList>("arguments");
+        QTest::addColumn<QStringList>("rest");
+        QTest::addColumn<QString>("settings"); // voice|format|config|rate|pitch|volume
+        QTest::addColumn<QString>("error");
+        QTest::newRow("none") << QStringList{"/hidden", "/wav", "-", "-"}
+                              << QStringList{"/hidden", "/wav", "-", "-"} << "|||||"
+                              << "";
+        QTest::newRow("values both ways")
+            << QStringList{"/wav",
+                           "--voice",
+                           "English (America), male",
+                           "b.txt",
+                           "--rate=-3",
+                           "--volume",
+                           "80",
+                           "--format",
+                           "11 kHz 8 Bit Mono",
+                           "--config=x.ini"}
+            << QStringList{"/wav", "b.txt"}
+            << "English (America), male|11 kHz 8 Bit Mono|x.ini|-3||80"
+            << "";
+        QTest::newRow("-- ends the options")
+            << QStringList{"--pitch", "2", "--", "--voice"} << QStringList{"--voice"} << "||||2|"
+            << "";
+        QTest::newRow("unknown") << QStringList{"--speed", "3"} << QStringList{"3"} << "|||||"
+                                 << "Unknown option 'speed'.";
+        QTest::newRow("no value") << QStringList{"a.txt", "--voice"} << QStringList{"a.txt"}
+                                  << "|||||"
+                                  << "--voice needs a value";
+        QTest::newRow("not a number") << QStringList{"--rate", "fast"} << QStringList{} << "|||||"
+                                      << "--rate needs a whole number, not \"fast\"";
+    }
+    void options()
+    {
+        QFETCH(QStringList, arguments);
+        QFETCH(QStringList, rest);
+        QFETCH(QString, settings);
+        QFETCH(QString, error);
+        const RunOptions o = RunOptions::parse(arguments);
+        QCOMPARE(o.error, error);
+        if (!error.isEmpty())
+            return;
+        QCOMPARE(o.rest, rest);
+        auto number = [](const std::optional<int> &n) {
+            return n ? QString::number(*n) : QString();
+        };
+        QCOMPARE(QStringList({o.voice, o.format, o.config, number(o.rate), number(o.pitch),
+                              number(o.volume)})
+                     .join(u'|'),
+                 settings);
+        // A run of several inputs hands the same choices on.
+        QCOMPARE(RunOptions::parse(o.toArguments()).toArguments(), o.toArguments());
     }
 };
 

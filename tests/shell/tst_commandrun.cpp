@@ -1,5 +1,6 @@
 // The built program run from a terminal: saves that end by themselves with status 0, hidden runs
 // without a display, and failures told in one line on standard error with a status other than 0.
+#include "AudioCapture.h"
 #include "TestSupport.h"
 
 #include <QCoreApplication>
@@ -9,6 +10,39 @@
 #include <QStandardPaths>
 #include <QTemporaryDir>
 #include <QTest>
+
+// The speaker's pitch in Hz: the median over loud 40 ms frames of the autocorrelation's peak
+// between 70 and 400 Hz (zero crossings would count the formants too).
+static double voicePitch(const QList<qint16> &samples, int rate)
+{
+    const int frame = rate / 25;
+    QList<double> pitches;
+    for (qsizetype start = 0; start + frame <= samples.size(); start += frame) {
+        const qint16 *x = samples.constData() + start;
+        double energy = 0;
+        for (int i = 0; i < frame; ++i)
+            energy += double(x[i]) * x[i];
+        if (energy / frame < 1e6)
+            continue;
+        double best = 0;
+        int bestLag = 0;
+        for (int lag = rate / 400; lag < rate / 70; ++lag) {
+            double c = 0;
+            for (int i = 0; i + lag < frame; ++i)
+                c += double(x[i]) * x[i + lag];
+            if (c > best) {
+                best = c;
+                bestLag = lag;
+            }
+        }
+        if (bestLag > 0)
+            pitches.append(double(rate) / bestLag);
+    }
+    if (pitches.isEmpty())
+        return -1;
+    std::sort(pitches.begin(), pitches.end());
+    return pitches.at(pitches.size() / 2);
+}
 
 class TestCommandRun : public QObject
 {
@@ -116,21 +150,38 @@ private slots:
         QCOMPARE(QDir(m_dir.path()).entryList({QStringLiteral("tonaris_*")}), QStringList());
     }
 
+    // Each failure: its exit status and one line on standard error naming the cause.
     void failures_data()
     {
         QTest::addColumn<QStringList>("args");
         QTest::addColumn<QString>("told");
         QTest::addColumn<QStringList>("env");
-        QTest::newRow("hidden alone") << QStringList{"/hidden"} << "Nothing to do" << QStringList{};
+        QTest::addColumn<int>("status");
+        const QStringList none;
+        QTest::newRow("hidden alone") << QStringList{"/hidden"} << "Nothing to do" << none << 2;
         QTest::newRow("play with two files, hidden")
-            << QStringList{"/hidden", "/play", "BOOK", "BOOK"} << "Nothing to do" << QStringList{};
+            << QStringList{"/hidden", "/play", "BOOK", "BOOK"} << "Nothing to do" << none << 2;
+        QTest::newRow("unknown option")
+            << QStringList{"--speed", "3", "/hidden", "/wav", "BOOK"} << "speed" << none << 2;
+        QTest::newRow("rate out of range")
+            << QStringList{"--rate", "11", "/hidden", "/wav", "BOOK"} << "-10 to 10" << none << 2;
+        QTest::newRow("voice not installed")
+            << QStringList{"--voice", "Nobody", "/hidden", "/wav", "BOOK"} << "Nobody" << none << 2;
+        QTest::newRow("format not offered")
+            << QStringList{"--format", "12 kHz", "/hidden", "/wav", "BOOK"} << "12 kHz" << none
+            << 2;
         QTest::newRow("missing input")
-            << QStringList{"/hidden", "/wav", "no such.txt"} << "no such.txt" << QStringList{};
+            << QStringList{"/hidden", "/wav", "no such.txt"} << "no such.txt" << none << 3;
+        QTest::newRow("several inputs, one missing")
+            << QStringList{"/hidden", "/wav", "BOOK", "no such.txt", "BOOK"} << "no such.txt"
+            << none << 3;
+        QTest::newRow("target folder missing")
+            << QStringList{"/hidden", "/wav", "BOOK", "no folder/out"} << "no folder" << none << 4;
         QTest::newRow("no lame") << QStringList{"/hidden", "/mp3", "BOOK", "nolame"} << "lame"
-                                 << QStringList{"PATH=/nonexistent"};
+                                 << QStringList{"PATH=/nonexistent"} << 4;
         QTest::newRow("a window without a display")
             << QStringList{"BOOK"} << "no display"
-            << QStringList{"QT_QPA_PLATFORM=", "DISPLAY=", "WAYLAND_DISPLAY="};
+            << QStringList{"QT_QPA_PLATFORM=", "DISPLAY=", "WAYLAND_DISPLAY="} << 1;
     }
 
     void failures()
@@ -138,13 +189,94 @@ private slots:
         QFETCH(QStringList, args);
         QFETCH(QString, told);
         QFETCH(QStringList, env);
+        QFETCH(int, status);
         args.replaceInStrings(QStringLiteral("BOOK"), m_book);
         const Result r = run(args, {QStringLiteral("QT_LOGGING_RULES")}, env);
         QVERIFY(!r.crashed);
-        QCOMPARE(r.status, 1);
+        QCOMPARE(r.status, status);
         QVERIFY2(r.errors.contains(told), qPrintable(r.errors));
         QVERIFY2(!r.errors.trimmed().contains(u'\n'), qPrintable(r.errors)); // one line, no more
         QVERIFY(!QFile::exists(m_dir.filePath(QStringLiteral("nolame.mp3"))));
+    }
+
+    void listsVoicesAndVersion()
+    {
+        const Result voices = run({QStringLiteral("--list-voices")}, {QStringLiteral("DISPLAY")});
+        QCOMPARE(voices.status, 0);
+        const QStringList lines = voices.output.split(u'\n', Qt::SkipEmptyParts);
+        QVERIFY(lines.size() > 10);
+        QVERIFY(lines.contains(QStringLiteral("English (Great Britain), female\ten-gb\tfemale\t"
+                                              "built-in")));
+        for (const QString &line : lines)
+            QCOMPARE(line.count(u'\t'), 3);
+        QVERIFY(run({QStringLiteral("--version")}).output.startsWith(QLatin1String("Tonaris ")));
+    }
+
+    // The text comes in on standard input and the WAV goes out on standard output; the voice
+    // chosen for the run is heard (a female voice speaks higher than a male one).
+    void standardStreamsAndVoiceOverride()
+    {
+        auto render = [this](const char *voice) {
+            QProcess p;
+            prepare(p);
+            p.start(m_program,
+                    {QStringLiteral("--voice"), QLatin1String(voice), QStringLiteral("/hidden"),
+                     QStringLiteral("/wav"), QStringLiteral("-"), QStringLiteral("-")});
+            p.write("Standard streams, spoken with a voice of the command line.\n");
+            p.closeWriteChannel();
+            if (!p.waitForFinished(60000) || p.exitCode() != 0)
+                return -1.0;
+            const QByteArray wav = p.readAllStandardOutput();
+            const QString path = m_dir.filePath(QStringLiteral("streamed.wav"));
+            QFile f(path);
+            if (!wav.startsWith("RIFF") || !f.open(QIODevice::WriteOnly) || f.write(wav) < 0)
+                return -1.0;
+            f.close();
+            tonaris::test::AudioCapture audio;
+            if (!audio.load(path))
+                return -1.0;
+            return voicePitch(audio.samples(), tonaris::test::AudioCapture::SampleRate);
+        };
+        auto settings = [this] {
+            QFile f(m_dir.filePath(QStringLiteral("config/tonaris/tonaris.ini")));
+            return f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray();
+        };
+        const QByteArray before = settings();
+        const double female = render("English (Great Britain), female");
+        const double male = render("english (great britain), male");
+        QVERIFY2(female > 0 && male > 0, "a render through the standard streams failed");
+        QVERIFY2(female > male * 1.5,
+                 qPrintable(QStringLiteral("%1 Hz against %2 Hz").arg(female).arg(male)));
+        // The choice held for that run only.
+        QCOMPARE(settings(), before);
+    }
+
+    // Four runs at once into one folder, as GNU parallel starts them, each with its own
+    // settings file: all succeed, and each wrote only its own settings.
+    void parallelRunsWithTheirOwnSettings()
+    {
+        const QString parallel = QStandardPaths::findExecutable(QStringLiteral("parallel"));
+        if (parallel.isEmpty())
+            QSKIP("GNU parallel is not installed");
+        const QDir folder(m_dir.filePath(QStringLiteral("parallel")));
+        QVERIFY(folder.mkpath(QStringLiteral(".")));
+        QProcess p;
+        prepare(p);
+        p.setWorkingDirectory(folder.path());
+        QFile::copy(m_book, folder.filePath(QStringLiteral("book.txt")));
+        p.start(parallel, {QStringLiteral("-j4"), m_program, QStringLiteral("--config"),
+                           QStringLiteral("settings{}.ini"), QStringLiteral("/hidden"),
+                           QStringLiteral("/wav"), QStringLiteral("book.txt"),
+                           QStringLiteral("out{}"), QStringLiteral(":::"), QStringLiteral("1"),
+                           QStringLiteral("2"), QStringLiteral("3"), QStringLiteral("4")});
+        QVERIFY(p.waitForFinished(120000));
+        QCOMPARE(p.exitCode(), 0);
+        for (int n = 1; n <= 4; ++n) {
+            QVERIFY(QFileInfo(folder.filePath(QStringLiteral("out%1.wav").arg(n))).size() > 1000);
+            QVERIFY(QFileInfo(folder.filePath(QStringLiteral("settings%1.ini").arg(n))).size() >
+                    100);
+        }
+        QCOMPARE(folder.entryList({QStringLiteral("tonaris_*")}), QStringList());
     }
 
     void hiddenPlayEndsByItself()
