@@ -187,7 +187,10 @@ int main(int argc, char *argv[])
         rawArguments.append(QString::fromLocal8Bit(argv[i]));
     const tonaris::RunOptions options = tonaris::RunOptions::parse(rawArguments);
     if (!options.error.isEmpty()) {
-        tell(options.error + QStringLiteral(" (see --help)."));
+        QString error = options.error;
+        if (error.endsWith(QLatin1Char('.')))
+            error.chop(1);
+        tell(error + QStringLiteral(" (see --help)."));
         return tonaris::ExitBadArguments;
     }
     const tonaris::CommandLine early =

@@ -67,12 +67,15 @@ QString CommandLine::usage()
         "  /wav FILE [OUTPUT] save the text as OUTPUT.wav (default: FILE without its "
         "extension) and end\n"
         "  /mp3 FILE [OUTPUT] save the text as OUTPUT.mp3 (needs the program lame) and end\n"
+        "  /wav|/mp3 FILE FILE FILE...\n"
+        "                     save each text beside itself\n"
         "  /hidden            no window; without a display no screen is needed. A failure is\n"
         "                     told on standard error and the exit status is not 0\n"
         "  --help             this text\n"
         "\n"
         "Switches may be written in any case. The audio format, the voice, the volumes and the\n"
-        "spoken titles are those chosen last in the window.\n");
+        "spoken titles are those chosen last in the window, unless the options below say\n"
+        "otherwise.\n");
 }
 
 } // namespace tonaris
