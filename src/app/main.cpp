@@ -17,6 +17,8 @@
 
 #include <cstdio>
 #include <cstdlib>
+#include <sys/stat.h>
+#include <unistd.h>
 
 namespace {
 
@@ -47,11 +49,17 @@ void quietMessage(QtMsgType type, const QMessageLogContext &, const QString &tex
         return;
     }
     if (!logFile && !logPath.isEmpty()) {
-        logFile = std::fopen(logPath.constData(), "w");
+        // Concurrent runs share the log: each line is appended whole, with the run's process
+        // number; a log grown past a megabyte starts again.
+        struct stat info;
+        if (::stat(logPath.constData(), &info) == 0 && info.st_size > 1024 * 1024)
+            std::remove(logPath.constData());
+        logFile = std::fopen(logPath.constData(), "a");
         logPath.clear(); // one try
     }
     if (logFile) {
-        std::fprintf(logFile, "%s\n", text.toLocal8Bit().constData());
+        std::fprintf(logFile, "[%lld] %s\n", static_cast<long long>(::getpid()),
+                     text.toLocal8Bit().constData());
         std::fflush(logFile);
     }
 }
