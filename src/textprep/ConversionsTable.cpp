@@ -6,6 +6,7 @@
 #include <QFile>
 #include <QFileInfo>
 #include <QLocale>
+#include <QRegularExpression>
 
 #include <cstring>
 
@@ -66,9 +67,15 @@ QList<ConversionRule> ParseConversionRules(const QString &content)
         while (end < size && content.at(end) != u'\r' && content.at(end) != u'\n')
             ++end;
         const QStringView line = QStringView(content).mid(start, end - start);
-        const qsizetype eq = line.indexOf(u'=');
-        if (eq > 0)
+        if (line.startsWith(u"=~")) {
+            qsizetype eq = 2;
+            while ((eq = line.indexOf(u'=', eq)) > 0 && line.at(eq - 1) == u'\\')
+                ++eq;
+            if (eq > 2)
+                rules.append({line.mid(2, eq - 2).toString(), line.mid(eq + 1).toString(), true});
+        } else if (const qsizetype eq = line.indexOf(u'='); eq > 0) {
             rules.append({line.left(eq).toString(), line.mid(eq + 1).toString()});
+        }
         if (end >= size)
             break;
         // CR LF is one break; a lone CR or LF is one too.
@@ -152,6 +159,16 @@ void ApplyConversionRules(QString &In_Out_Text, const QList<ConversionRule> &rul
     for (const ConversionRule &rule : rules) {
         if (rule.key.isEmpty())
             continue;
+        if (rule.regex) {
+            const QRegularExpression re(rule.key,
+                                        QRegularExpression::CaseInsensitiveOption |
+                                            QRegularExpression::UseUnicodePropertiesOption);
+            if (!re.isValid() || !re.match(text).hasMatch())
+                continue;
+            text.replace(re, rule.value);
+            folded = folder.fold(text);
+            continue;
+        }
         const QString key = folder.fold(rule.key);
         finder.setKey(key);
         qsizetype hit = finder.find(folded, 0);

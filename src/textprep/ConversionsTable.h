@@ -10,12 +10,17 @@ namespace tonaris {
 // pronounces badly or expand abbreviations. The key is everything left of the first "=", the
 // value everything right of it (further "=" included); neither is trimmed, and an empty value
 // deletes the key. Empty lines, lines without "=" and lines that begin with "=" are passed over;
-// there is no comment syntax. Nothing here shows a message. Pure and reentrant.
+// there is no comment syntax. A line that begins with "=~" is a regular expression rule:
+// "=~pattern=replacement", split at the first "=" not preceded by a backslash (write "\=" for an
+// "=" in the pattern), matched without case, "\1" to "\99" in the replacement insert the
+// captures. A pattern that does not compile is passed over. Nothing here shows a message.
+// Pure and reentrant.
 
 struct ConversionRule
 {
     QString key;
     QString value;
+    bool regex = false; // key is a regular expression, value may hold \1 captures
 
     bool operator==(const ConversionRule &) const = default;
 };
