@@ -291,6 +291,13 @@ void SaveToAudio::progress(const QString &what, bool grayed)
     if (AggiornaFormWaitToSaving)
         AggiornaFormWaitToSaving(Translate(what), Translate(QStringLiteral("Total progress")),
                                  grayed, SaveProgress);
+    if (s.HiddenMode) {
+        qint64 bytes = m_renderedBytes;
+        if (m_phase == Phase::Rendering && s.voice())
+            bytes += std::max<qint64>(0, s.voice()->OutputFileBytes());
+        const qint64 perSecond = qint64(m_format.sampleRate) * m_format.bytesPerFrame();
+        m_terminal.update(SaveProgress, perSecond > 0 ? double(bytes) / double(perSecond) : 0.0);
+    }
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -437,6 +444,9 @@ void SaveToAudio::StartSaving()
     }
 
     const QString announcement = Announcement(1, VolumeTitle, SpeakVolumeNumberAndVolumeTitle);
+    m_renderedBytes = 0;
+    if (s.HiddenMode)
+        m_terminal.start();
     m_phase = Phase::Rendering;
     if (!openVolume(announcement))
         return;
@@ -530,6 +540,8 @@ bool SaveToAudio::closeVolume(bool endOfText)
         AppendSapi4Audio(lineFilePath());
         forget(lineFilePath());
     }
+    if (s.voice())
+        m_renderedBytes += std::max<qint64>(0, s.voice()->OutputFileBytes());
     if (!closeJoinedOutput())
         return false;
     const QString target = splitting() ? VolumePath(AudioFileFolder, AudioVolumeNumber,
@@ -905,6 +917,7 @@ void SaveToAudio::endSave()
     while (!settleBackground())
         QThread::msleep(5);
     restoreVolume();
+    m_terminal.finish();
     const bool beeps = !m_batchSave && BatchMode != 2 && !s.HiddenMode && !m_failed;
     if (beeps) {
         Beep(3000, 200);

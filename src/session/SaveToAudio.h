@@ -1,6 +1,7 @@
 #pragma once
 
 #include "audio/PcmFormat.h"
+#include "session/TerminalProgress.h"
 
 #include <QElapsedTimer>
 #include <QList>
@@ -173,6 +174,8 @@ private:
     bool m_stopped = false;   // the user aborted
     bool m_batchSave = false; // one of a batch: silent, even when the abort ends the batch
     bool m_inStep = false;
+    TerminalProgress m_terminal; // a save without window, seen from a terminal
+    qint64 m_renderedBytes = 0;  // audio of the volumes closed so far
 };
 
 } // namespace tonaris
