@@ -13,6 +13,14 @@
 #include <csignal>
 #include <sys/resource.h>
 
+namespace {
+bool writeFile(const QString &path, const QByteArray &content)
+{
+    QFile f(path);
+    return f.open(QIODevice::WriteOnly) && f.write(content) == content.size();
+}
+} // namespace
+
 class TestCommandRun : public QObject
 {
     Q_OBJECT
@@ -131,6 +139,11 @@ private slots:
             << QStringList{"/hidden", "/wav", "no such.txt"} << "no such.txt" << QStringList{};
         QTest::newRow("no lame") << QStringList{"/hidden", "/mp3", "BOOK", "nolame"} << "lame"
                                  << QStringList{"PATH=/nonexistent"};
+        QTest::newRow("no pdftotext") << QStringList{"/hidden", "/wav", "PDF"} << "poppler-utils"
+                                      << QStringList{"PATH=/nonexistent"};
+        QTest::newRow("no catdoc, antiword or office")
+            << QStringList{"/hidden", "/wav", "DOC"} << "catdoc"
+            << QStringList{"PATH=/nonexistent"};
         QTest::newRow("a window without a display")
             << QStringList{"BOOK"} << "no display"
             << QStringList{"QT_QPA_PLATFORM=", "DISPLAY=", "WAYLAND_DISPLAY="};
@@ -142,12 +155,20 @@ private slots:
         QFETCH(QString, told);
         QFETCH(QStringList, env);
         args.replaceInStrings(QStringLiteral("BOOK"), m_book);
+        // What the document programs would read, if they were there.
+        const QString pdf = m_dir.filePath(QStringLiteral("-a $(touch x).pdf"));
+        const QString doc = m_dir.filePath(QStringLiteral("-a; `touch x`.doc"));
+        QVERIFY(writeFile(pdf, "%PDF-1.4\n1 0 obj\n<<>>\nendobj\n"));
+        QVERIFY(writeFile(doc, QByteArray("\xd0\xcf\x11\xe0\xa1\xb1\x1a\xe1", 8) + "word"));
+        args.replaceInStrings(QStringLiteral("PDF"), pdf);
+        args.replaceInStrings(QStringLiteral("DOC"), doc);
         const Result r = run(args, {QStringLiteral("QT_LOGGING_RULES")}, env);
         QVERIFY(!r.crashed);
         QCOMPARE(r.status, 1);
         QVERIFY2(r.errors.contains(told), qPrintable(r.errors));
         QVERIFY2(!r.errors.trimmed().contains(u'\n'), qPrintable(r.errors)); // one line, no more
         QVERIFY(!QFile::exists(m_dir.filePath(QStringLiteral("nolame.mp3"))));
+        QVERIFY(!QFile::exists(m_dir.filePath(QStringLiteral("x")))); // no name ran as a command
     }
 
     void hiddenPlayEndsByItself()
