@@ -12,6 +12,8 @@ TONARIS_PACKAGES=(
 )
 TONARIS_TEST_PACKAGES=(pulseaudio pulseaudio-utils espeak-ng sox flite
     xvfb xauth dbus at-spi2-core python3-pyatspi desktop-file-utils appstream groff-base xclip libglib2.0-bin parallel)
+# Only for building the fuzzers by hand (cmake -DTONARIS_FUZZ=ON -DCMAKE_CXX_COMPILER=clang++-14).
+TONARIS_FUZZ_PACKAGES=(clang-14 libfuzzer-14-dev)
 
 # Installs the named packages that are missing, with one apt-get update only when needed.
 install_missing() {

@@ -92,6 +92,9 @@ struct AudioOutput::Private
     bool paused = false;
     bool destroying = false;
     bool levelShown = false;
+    // Watches the device list once devices are wanted: a sound server that went away and came
+    // back makes the list change, and speech may sound again without a restart.
+    QMediaDevices *devices = nullptr;
 };
 
 AudioOutput::AudioOutput(QObject *parent)
@@ -101,6 +104,13 @@ AudioOutput::AudioOutput(QObject *parent)
     qRegisterMetaType<AudioMarker>();
     d->converter = std::make_unique<PcmConverter>(EnginePcmFormat, EnginePcmFormat);
     d->noDevice = !anyOutputDevice();
+    if (devicesWanted()) {
+        d->devices = new QMediaDevices(this);
+        connect(d->devices, &QMediaDevices::audioOutputsChanged, this, [this] {
+            if (!d->sink)
+                d->noDevice = !anyOutputDevice();
+        });
+    }
     d->tick.setInterval(TickMs);
     d->tick.setTimerType(Qt::PreciseTimer);
     connect(&d->tick, &QTimer::timeout, this, [this] { onTick(); });
@@ -269,6 +279,9 @@ quint64 AudioOutput::purge()
     d->scheduled.clear();
     d->levels.clear();
     endSession();
+    // A device lost earlier may be back: the next speech looks again rather than stay silent.
+    if (d->noDevice)
+        d->noDevice = !anyOutputDevice();
     emit audioLevel(0);
     return generation;
 }

@@ -11,6 +11,17 @@
 #include <QTemporaryDir>
 #include <QTest>
 
+#include <csignal>
+#include <sys/resource.h>
+
+namespace {
+bool writeFile(const QString &path, const QByteArray &content)
+{
+    QFile f(path);
+    return f.open(QIODevice::WriteOnly) && f.write(content) == content.size();
+}
+} // namespace
+
 // The speaker's pitch in Hz: the median over loud 40 ms frames of the autocorrelation's peak
 // between 70 and 400 Hz (zero crossings would count the formants too).
 static double voicePitch(const QList<qint16> &samples, int rate)
@@ -179,6 +190,11 @@ private slots:
             << QStringList{"/hidden", "/wav", "BOOK", "no folder/out"} << "no folder" << none << 4;
         QTest::newRow("no lame") << QStringList{"/hidden", "/mp3", "BOOK", "nolame"} << "lame"
                                  << QStringList{"PATH=/nonexistent"} << 4;
+        QTest::newRow("no pdftotext") << QStringList{"/hidden", "/wav", "PDF"} << "poppler-utils"
+                                      << QStringList{"PATH=/nonexistent"} << 3;
+        QTest::newRow("no catdoc, antiword or office")
+            << QStringList{"/hidden", "/wav", "DOC"} << "catdoc" << QStringList{"PATH=/nonexistent"}
+            << 3;
         QTest::newRow("a window without a display")
             << QStringList{"BOOK"} << "no display"
             << QStringList{"QT_QPA_PLATFORM=", "DISPLAY=", "WAYLAND_DISPLAY="} << 1;
@@ -191,12 +207,20 @@ private slots:
         QFETCH(QStringList, env);
         QFETCH(int, status);
         args.replaceInStrings(QStringLiteral("BOOK"), m_book);
+        // What the document programs would read, if they were there.
+        const QString pdf = m_dir.filePath(QStringLiteral("-a $(touch x).pdf"));
+        const QString doc = m_dir.filePath(QStringLiteral("-a; `touch x`.doc"));
+        QVERIFY(writeFile(pdf, "%PDF-1.4\n1 0 obj\n<<>>\nendobj\n"));
+        QVERIFY(writeFile(doc, QByteArray("\xd0\xcf\x11\xe0\xa1\xb1\x1a\xe1", 8) + "word"));
+        args.replaceInStrings(QStringLiteral("PDF"), pdf);
+        args.replaceInStrings(QStringLiteral("DOC"), doc);
         const Result r = run(args, {QStringLiteral("QT_LOGGING_RULES")}, env);
         QVERIFY(!r.crashed);
         QCOMPARE(r.status, status);
         QVERIFY2(r.errors.contains(told), qPrintable(r.errors));
         QVERIFY2(!r.errors.trimmed().contains(u'\n'), qPrintable(r.errors)); // one line, no more
         QVERIFY(!QFile::exists(m_dir.filePath(QStringLiteral("nolame.mp3"))));
+        QVERIFY(!QFile::exists(m_dir.filePath(QStringLiteral("x")))); // no name ran as a command
     }
 
     void listsVoicesAndVersion()
@@ -350,6 +374,95 @@ private slots:
         QCOMPARE(saving.exitCode(), 0);
         QVERIFY(QFileInfo(target).size() > 100000);
         QVERIFY(!QFile::exists(temp));
+    }
+
+    // A save cut short keeps the file it was to replace: killed while rendering or while encoding,
+    // or stopped by a full disk (a file-size limit on the process), the old target is untouched,
+    // no half-written one appears, and the next start clears what the dead run left.
+    void faultsKeepTheOldTarget_data()
+    {
+        QTest::addColumn<QString>("format");
+        QTest::addColumn<QString>(
+            "killWhen"); // a file name part that shows the phase; "" for the limit
+        QTest::newRow("wav killed while rendering") << "wav"
+                                                    << "tonaris_temp";
+        QTest::newRow("mp3 killed while rendering") << "mp3"
+                                                    << "tonaris_temp";
+        QTest::newRow("mp3 killed while encoding") << "mp3"
+                                                   << ".part";
+        QTest::newRow("wav on a full disk") << "wav"
+                                            << "";
+        QTest::newRow("mp3 on a full disk") << "mp3"
+                                            << "";
+    }
+
+    void faultsKeepTheOldTarget()
+    {
+        QFETCH(QString, format);
+        QFETCH(QString, killWhen);
+        const QString corpus = tonaris::test::corpusFile(QStringLiteral("news-from-nowhere.txt"));
+        if (corpus.isEmpty())
+            QSKIP("the corpus is not there");
+        QDir folder(m_dir.filePath(QStringLiteral("faults")));
+        folder.removeRecursively();
+        QVERIFY(folder.mkpath(QStringLiteral(".")));
+        QFile source(corpus);
+        QVERIFY(source.open(QIODevice::ReadOnly));
+        QFile book(folder.filePath(QStringLiteral("book.txt")));
+        QVERIFY(book.open(QIODevice::WriteOnly));
+        book.write(source.read(20000));
+        book.close();
+        const QString target = folder.filePath(QStringLiteral("book.") + format);
+        QFile old(target);
+        QVERIFY(old.open(QIODevice::WriteOnly));
+        old.write("the previous save");
+        old.close();
+
+        QProcess saving;
+        prepare(saving, {QStringLiteral("QT_LOGGING_RULES")});
+        if (killWhen.isEmpty()) {
+            saving.setChildProcessModifier([] {
+                ::signal(SIGXFSZ, SIG_IGN); // a write past the limit fails instead of killing
+                const rlimit limit{300000, 300000};
+                ::setrlimit(RLIMIT_FSIZE, &limit);
+            });
+        }
+        saving.start(m_program,
+                     {QStringLiteral("/hidden"), QStringLiteral("/") + format, book.fileName()});
+        if (killWhen.isEmpty()) {
+            QVERIFY(saving.waitForFinished(120000));
+            QCOMPARE(saving.exitStatus(), QProcess::NormalExit);
+            QCOMPARE(saving.exitCode(), 4); // the target could not be written
+            // The reason is the last line; the sound library's own complaint about the limit may
+            // come before it (its client still starts in a render to a file).
+            const QString errors = QString::fromLocal8Bit(saving.readAllStandardError()).trimmed();
+            QVERIFY2(errors.section(u'\n', -1).contains(QLatin1String("disk full")),
+                     qPrintable(errors));
+        } else {
+            const auto phaseSeen = [&] {
+                for (const QString &name : folder.entryList(QDir::Files | QDir::Hidden))
+                    if (name.contains(killWhen))
+                        return true;
+                return false;
+            };
+            QTRY_VERIFY_WITH_TIMEOUT(phaseSeen() || saving.state() == QProcess::NotRunning, 60000);
+            QVERIFY2(saving.state() == QProcess::Running, "the save ended before it could be seen");
+            saving.kill();
+            QVERIFY(saving.waitForFinished());
+        }
+        QVERIFY(old.open(QIODevice::ReadOnly));
+        QCOMPARE(old.readAll(), QByteArray("the previous save"));
+        old.close();
+
+        // The next start, saving elsewhere in that folder, leaves only what belongs there.
+        const Result next = run({QStringLiteral("/hidden"), QStringLiteral("/wav"), m_book,
+                                 folder.filePath(QStringLiteral("short"))});
+        QCOMPARE(next.status, 0);
+        QStringList left = folder.entryList(QDir::Files | QDir::Hidden);
+        left.sort();
+        QStringList expected{QStringLiteral("book.") + format, "book.txt", "short.wav"};
+        expected.sort();
+        QCOMPARE(left, expected);
     }
 
     void help()
