@@ -116,26 +116,6 @@ private slots:
         menu->hide();
     }
 
-    void editorKeys_data()
-    {
-        QTest::addColumn<int>("key");
-        QTest::addColumn<QString>("spoken"); // what the scripted engine is given first
-        QTest::newRow("Alt+Left speaks the current line") << int(Qt::Key_Left) << "beta";
-        QTest::newRow("Alt+Up the previous") << int(Qt::Key_Up) << "alpha";
-        QTest::newRow("Alt+Down the next") << int(Qt::Key_Down) << "gamma";
-        QTest::newRow("Alt+Right from the cursor") << int(Qt::Key_Right) << "beta";
-    }
-    void editorKeys()
-    {
-        QFETCH(int, key);
-        QFETCH(QString, spoken);
-        w->Text1->setText(QStringLiteral("alpha\r\nbeta\r\ngamma"));
-        w->Text1->SetSelStart(w->Text1->GetPosStartFromLineIndex(1));
-        QTest::keyClick(w->Text1->editor(), Qt::Key(key), Qt::AltModifier);
-        QTRY_COMPARE(voice->spoken().value(0), spoken);
-        QCOMPARE(w->Text1->text(), QStringLiteral("alpha\r\nbeta\r\ngamma"));
-    }
-
     void selectAllCutPasteAtAnyPosition()
     {
         const QString big = QString(40000, QLatin1Char('x')) + QStringLiteral("\r\ntail");

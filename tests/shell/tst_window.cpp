@@ -49,7 +49,13 @@ const KeyRow KeyRows[] = {
     {"Ctrl+S saves the text", Qt::Key_S, Ctrl, Dialog, "Save Text File as... [Tonaris]", true},
     {"Ctrl+Shift+S saves audio", Qt::Key_S, Ctrl | Shift, Dialog, "audio target", false},
     {"Ctrl+W clears", Qt::Key_W, Ctrl, Edited, "", true},
+    // From here on keys of the editor only.
+    {"Alt+Left the current line", Qt::Key_Left, Alt, Spoken, "beta", false},
+    {"Alt+Up the previous line", Qt::Key_Up, Alt, Spoken, "alpha", false},
+    {"Alt+Down the next line", Qt::Key_Down, Alt, Spoken, "gamma", false},
+    {"Alt+Right from the caret", Qt::Key_Right, Alt, Spoken, "beta", false},
 };
+constexpr int EditorKeys = int(std::size(KeyRows)) - 4;
 
 // Records the keys that reach a control.
 struct KeySeen : QObject
@@ -223,10 +229,12 @@ private slots:
     {
         QTest::addColumn<int>("row");
         QTest::addColumn<QString>("focus");
-        for (const char *focus : {"Text1", "ComboAudioFormat", "CommandSpeakNextLine"})
-            for (int i = 0; i < int(std::size(KeyRows)); ++i)
+        for (const char *focus : {"Text1", "ComboAudioFormat", "CommandSpeakNextLine"}) {
+            const bool editor = focus == QLatin1String("Text1");
+            for (int i = 0; i < (editor ? int(std::size(KeyRows)) : EditorKeys); ++i)
                 QTest::addRow("%s on %s", KeyRows[i].name, focus)
                     << i << QString::fromLatin1(focus);
+        }
     }
     void windowKeysFromAnyControl()
     {
