@@ -209,9 +209,12 @@ private slots:
             QVERIFY2(!child<QAction>(name)->isEnabled(), name);
     }
 
+    // Save writes the file in its own format, read back the same; a format that cannot be
+    // written is told and the old file stays.
     void saveInItsOwnFormat()
     {
         const QString path = make(QStringLiteral("page.html"), "<p>old</p>");
+        const QString weird = make(QStringLiteral("weird.xyz"), "old bytes");
         dialogs.multipleFiles = {path};
         trigger("menuOpen");
         w->Text1->setText(QStringLiteral("new <text>\r\nsecond"));
@@ -222,19 +225,15 @@ private slots:
         trigger("menuOpen");
         QCOMPARE(w->Text1->text(), QStringLiteral("new <text>\r\nsecond"));
         QVERIFY(dialogs.messages.isEmpty());
-    }
 
-    void saveToAnUnwritableFormatKeepsTheOldFile()
-    {
-        const QString path = make(QStringLiteral("weird.xyz"), "old bytes");
-        dialogs.multipleFiles = {path};
+        dialogs.multipleFiles = {weird};
         trigger("menuOpen");
         w->Text1->setText(QStringLiteral("changed"));
         trigger("menuSaveTextFile");
         QCOMPARE(dialogs.messages,
                  QStringList{"It's impossible to save this file to its original format."});
-        QCOMPARE(fileBytes(path), QByteArray("old bytes"));
-        QCOMPARE(w->CurrentFilePath, path);
+        QCOMPARE(fileBytes(weird), QByteArray("old bytes"));
+        QCOMPARE(w->CurrentFilePath, weird);
     }
 
     void saveAs()
@@ -242,7 +241,6 @@ private slots:
         w->Text1->setText(QStringLiteral("saved text"));
         const QString base = dir.filePath(QStringLiteral("saved.doc"));
         const QString target = base + QStringLiteral(".txt");
-        QFile::remove(target);
         dialogs.saveFiles = {base};
         trigger("menuSaveTextFileAs");
         QCOMPARE(dialogs.titles.last(), QStringLiteral("Save Text File as... [Tonaris]"));
@@ -276,25 +274,15 @@ private slots:
         QCOMPARE(w->CurrentFilePath, path);
         QCOMPARE(w->Text1->SelStart(), 13);
         QVERIFY(child<QAction>("menuAutoLoad")->isChecked());
+        w->menuNew_Click(); // a hidden start loads it but leaves the caret at the start
+        w->StartUpDocument(true);
+        QCOMPARE(w->Text1->text(), QStringLiteral("0123456789\r\nabcdef"));
+        QCOMPARE(w->Text1->SelStart(), 0);
         // Switched off, nothing is reopened.
         child<QAction>("menuAutoLoad")->trigger();
         QVERIFY(restartWindow());
         QCOMPARE(w->Text1->text(), QString());
         QCOMPARE(w->windowTitle(), Caption);
-    }
-
-    void hiddenStartLoadsButLeavesTheCaret()
-    {
-        const QString path = make(QStringLiteral("hidden.txt"), "0123456789");
-        child<QAction>("menuAutoLoad")->trigger();
-        dialogs.multipleFiles = {path};
-        trigger("menuOpen");
-        w->Text1->SetSelStart(5);
-        QVERIFY(restartWindow());
-        w->menuNew_Click();
-        w->StartUpDocument(true);
-        QCOMPARE(w->Text1->text(), QStringLiteral("0123456789"));
-        QCOMPARE(w->Text1->SelStart(), 0);
     }
 
     void closingTakesTheOtherWindowsAlong()
@@ -304,17 +292,6 @@ private slots:
         QVERIFY(find->isVisible());
         w->close();
         QVERIFY(!find->isVisible());
-    }
-
-    void centerForm()
-    {
-        QWidget form;
-        form.resize(200, 100);
-        form.show();
-        Form1::CenterForm(&form);
-        const QRect area = form.screen()->availableGeometry();
-        QVERIFY(qAbs(form.frameGeometry().center().x() - area.center().x()) <= 1);
-        QVERIFY(qAbs(form.frameGeometry().center().y() - area.center().y()) <= 1);
     }
 
     void fontListsChangeTheEditor()

@@ -115,7 +115,6 @@ private slots:
     void overwriteQuestion()
     {
         QFETCH(int, answer);
-        QFETCH(bool, replaced);
         m_target = m_dir.filePath(QStringLiteral("existing %1.wav").arg(answer));
         QFile old(m_target);
         QVERIFY(old.open(QIODevice::WriteOnly) && old.write("old") == 3);
@@ -126,7 +125,7 @@ private slots:
         QTRY_VERIFY(!dialogs.questions.isEmpty());
         QTRY_VERIFY_WITH_TIMEOUT(idle() && session().SpeechRequest == 0, 30000);
         QVERIFY(dialogs.questions.first().contains(QLatin1String("already exists.")));
-        QCOMPARE(QFileInfo(m_target).size() > 100, replaced);
+        QTEST(QFileInfo(m_target).size() > 100, "replaced");
     }
 
     // Every way out of the progress window aborts the save and keeps what was rendered.

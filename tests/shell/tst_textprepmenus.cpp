@@ -79,7 +79,8 @@ private slots:
     }
     void cleanup() { closeWindow(); }
 
-    // The custom menu is read from CustomTAG.TXT: sections become submenus, "&" is shown.
+    // The custom menu is read from CustomTAG.TXT: sections become submenus, "&" is shown, and
+    // an item replaces the selection.
     void popupOffersTheTagMenus()
     {
         const QStringList popup = visibleCaptions(child<QMenu>("MenuQuickVoiceSelect"));
@@ -91,6 +92,15 @@ private slots:
                               "Pitch (-10 to 10)", "Spell", "Emphasize"}));
         QCOMPARE(visibleCaptions(child<QMenu>("menuInsertCustomTAG")),
                  (QStringList{"Pauses", "Voices", "Hello && welcome"}));
+        w->Text1->setText(QStringLiteral("one two"));
+        w->Text1->SetSelStart(4);
+        w->Text1->SetSelLength(3);
+        auto *pauses = child<QMenu>("menuInsertCustomTAG")->actions().value(0)->menu();
+        QVERIFY(pauses);
+        pauses->actions().value(0)->trigger();
+        QCOMPARE(w->Text1->text(), QStringLiteral("one '<SILENCE MSEC=\"500\"/>'"));
+        child<QMenu>("menuInsertCustomTAG")->actions().value(2)->trigger();
+        QVERIFY(w->Text1->text().endsWith(QStringLiteral("Hello & welcome")));
     }
 
     void specialTagSelectsItsValue_data()
@@ -125,19 +135,6 @@ private slots:
             QCOMPARE(w->Text1->SelStart(), 7);
         w->Text1->editor()->undo();
         QCOMPARE(w->Text1->text(), QStringLiteral("abc"));
-    }
-
-    void customTagReplacesTheSelection()
-    {
-        w->Text1->setText(QStringLiteral("one two"));
-        w->Text1->SetSelStart(4);
-        w->Text1->SetSelLength(3);
-        auto *pauses = child<QMenu>("menuInsertCustomTAG")->actions().value(0)->menu();
-        QVERIFY(pauses);
-        pauses->actions().value(0)->trigger();
-        QCOMPARE(w->Text1->text(), QStringLiteral("one '<SILENCE MSEC=\"500\"/>'"));
-        child<QMenu>("menuInsertCustomTAG")->actions().value(2)->trigger();
-        QVERIFY(w->Text1->text().endsWith(QStringLiteral("Hello & welcome")));
     }
 
     void conversionsTablesAreListedSelectedAndApplied()
@@ -176,22 +173,15 @@ private slots:
         QCOMPARE(third.SelectedConversionsTable, QStringLiteral("English"));
     }
 
-    void returnCarriageCommands_data()
-    {
-        QTest::addColumn<QString>("item");
-        QTest::addColumn<QString>("result");
-        QTest::newRow("normal keeps paragraphs") << "menuRemoveNewLine"
-                                                 << "a line broken here.\r\n\r\nNext para graph";
-        QTest::newRow("hard joins across blank lines") << "menuRemoveNewLineHard"
-                                                       << "a line broken here.\r\nNext para graph";
-    }
     void returnCarriageCommands()
     {
-        QFETCH(QString, item);
-        QFETCH(QString, result);
-        w->Text1->setText(QStringLiteral("a line\r\nbroken here.\r\n\r\nNext para\r\ngraph"));
-        this->item(qPrintable(item))->trigger();
-        QCOMPARE(w->Text1->text(), result);
+        const QString text = QStringLiteral("a line\r\nbroken here.\r\n\r\nNext para\r\ngraph");
+        w->Text1->setText(text);
+        item("menuRemoveNewLine")->trigger(); // keeps paragraphs
+        QCOMPARE(w->Text1->text(), QStringLiteral("a line broken here.\r\n\r\nNext para graph"));
+        w->Text1->setText(text);
+        item("menuRemoveNewLineHard")->trigger(); // joins across blank lines
+        QCOMPARE(w->Text1->text(), QStringLiteral("a line broken here.\r\nNext para graph"));
     }
 
     void textForSavingFollowsTheAudioBookOptions()
