@@ -90,13 +90,16 @@ private slots:
         w->Text1->setText(QStringLiteral("alpha\r\nbeta"));
         QTest::keyClick(w, Qt::Key_S, Qt::AltModifier);
         QTRY_COMPARE(w->session().SpeechState, 1);
+        voice->finish();
+        QTRY_COMPARE(voice->spoken().size(), 2);
         QTest::keyClick(w, Qt::Key_U, Qt::AltModifier);
         QTRY_COMPARE(w->session().SpeechState, 2);
         QTest::keyClick(w, Qt::Key_S, Qt::AltModifier);
         QTRY_COMPARE(w->session().SpeechState, 0);
+        QCOMPARE(w->Text1->SelStart(), 7); // Stop leaves the caret on the line being spoken
         w->Text1->SetSelStart(0);
         QTest::keyClick(w, Qt::Key_N, Qt::AltModifier);
-        QTRY_COMPARE(voice->spoken().value(1), QStringLiteral("beta"));
+        QTRY_COMPARE(voice->spoken().value(2), QStringLiteral("beta"));
     }
 
     void contextMenuOffersTheSpeechItems()
