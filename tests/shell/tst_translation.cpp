@@ -106,18 +106,6 @@ private slots:
                  qPrintable(MultiLang::UntranslatedKeys().join(QLatin1String(" | "))));
     }
 
-    void translateFormRewritesTheEnglishWindow()
-    {
-        Form1 w(&voice, &over);
-        QVERIFY(MultiLang::LoadLanguageFile(Italian));
-        TranslateForm(&w);
-        QCOMPARE(w.windowTitle(), "Tonaris (di Orvane)");
-        QCOMPARE(child<QPushButton>(&w, "CommandSpeakNextLine")->text(), "Parla riga &successiva");
-        QCOMPARE(child<QMenu>(&w, "menuInsertKeyWord")->title(), "&Inserisci PAROLA CHIAVE");
-        QCOMPARE(child<QAction>(&w, "menuFind")->text(), "T&rova\tCTRL+F");
-        QCOMPARE(child<QAction>(&w, "menuSpeakFromHere")->text(), "Parla da &qui");
-    }
-
     void typeTable_data()
     {
         QTest::addColumn<QString>("kind");
