@@ -362,10 +362,7 @@ private slots:
     {
         child<QAction>("menuShortcutKeys")->trigger();
         QCOMPARE(dialogs.messages.size(), 1);
-        const QStringList lines = dialogs.messages.first().split(QStringLiteral("\r\n"));
-        QCOMPARE(lines.size(), 18);
-        QCOMPARE(lines.first(), QStringLiteral("F1 = Go to edit box."));
-        QCOMPARE(lines.last(), QStringLiteral("ALT+6 = Increase pitch."));
+        QCOMPARE(dialogs.messages.first().split(QStringLiteral("\r\n")).size(), 18); // one a key
     }
 
     // Other programs read the file too: the keys come in this order, unknown ones behind.
