@@ -5,25 +5,12 @@
 #include "AudioCapture.h"
 #include "RecordingDialogs.h"
 #include "ScriptedWindow.h"
-#include "TestSupport.h"
 #include "config/AppPaths.h"
-#include "config/Dialogs.h"
 #include "conversation/SpeechRecognizer.h"
-#include "shell/Form1.h"
 #include "textprep/Text.h"
 
-#include <QAction>
-#include <QCheckBox>
-#include <QComboBox>
-#include <QDialog>
-#include <QDir>
-#include <QFile>
-#include <QLabel>
-#include <QMenu>
-#include <QPlainTextEdit>
-#include <QPushButton>
-#include <QStandardPaths>
 #include <QTest>
+#include <QtWidgets>
 
 using namespace tonaris;
 using tonaris::test::RecordingDialogs;
@@ -42,11 +29,6 @@ private:
             if (a->text() == caption)
                 return a;
         return nullptr;
-    }
-    void run(const QString &script)
-    {
-        w->Text1->setText(script);
-        child<QPushButton>("CommandSpeech")->click();
     }
     void waitUntilListening() { QTRY_VERIFY_WITH_TIMEOUT(w->ASR->isCapturing(), 5000); }
     // What the window said, without the indentation of the script.
@@ -130,7 +112,7 @@ private slots:
         if (!m_canListen || !w->ASR->RecognizerAvailable)
             QSKIP("no sound server or no recognition model");
         w->Text1->SetSelStart(0);
-        w->findChild<QAction *>(QStringLiteral("menuRecognitionSample"))->trigger();
+        child<QAction>("menuRecognitionSample")->trigger();
         child<QPushButton>("CommandSpeech")->click();
         QTRY_COMPARE(w->session().SpeechState, int(SpeechSession::StateRecognizing));
         QVERIFY(child<QLabel>("ImagePuntoRosso")->isVisible());
@@ -144,9 +126,10 @@ private slots:
     {
         if (!m_canListen || !w->ASR->RecognizerAvailable)
             QSKIP("no sound server or no recognition model");
-        run(QStringLiteral("#RECOGNIZE_WITH_TIMEOUT 1,yes, no\r\n#IF RECOGNIZED Yes\r\n"
-                           "    You have said Yes\r\n#END IF\r\n#IF TIMEOUT\r\n"
-                           "    Timeout, sorry!\r\n#End If\r\n"));
+        w->Text1->setText(QStringLiteral("#RECOGNIZE_WITH_TIMEOUT 1,yes, no\r\n#IF RECOGNIZED "
+                                         "Yes\r\n    Yes\r\n#END IF\r\n#IF TIMEOUT\r\n"
+                                         "    Timeout, sorry!\r\n#End If\r\n"));
+        child<QPushButton>("CommandSpeech")->click();
         QTRY_VERIFY_WITH_TIMEOUT(said().contains(QStringLiteral("Timeout, sorry!")), 5000);
         QCOMPARE(said().size(), 1);
     }
@@ -199,11 +182,11 @@ private slots:
             QSKIP("no recognition model or input");
         auto *checkASR = child<QCheckBox>("CheckASR");
         checkASR->setChecked(true);
-        w->findChild<QAction *>(QStringLiteral("menuASROptions"))->trigger();
+        child<QAction>("menuASROptions")->trigger();
         QVERIFY(!checkASR->isChecked());
         QCOMPARE(w->ASR->RecognizerState, 0);
-        auto *form = w->findChild<QDialog *>(QStringLiteral("FormASROptions"));
-        QVERIFY(form && form->isVisible());
+        auto *form = child<QDialog>("FormASROptions");
+        QVERIFY(form->isVisible());
         auto *engines = test::child<QComboBox>(form, "ComboRecognitionEngine");
         auto *inputs = test::child<QComboBox>(form, "ComboRecognitionInputDevice");
         QCOMPARE(engines->count(), w->ASR->ASREngineNames.size());

@@ -12,15 +12,8 @@
 #include "shell/FrameRecord.h"
 #include "textprep/Text.h"
 
-#include <QAction>
-#include <QComboBox>
-#include <QElapsedTimer>
-#include <QFile>
-#include <QGroupBox>
-#include <QLabel>
-#include <QPushButton>
-#include <QTemporaryDir>
 #include <QTest>
+#include <QtWidgets>
 
 using namespace tonaris;
 
@@ -238,15 +231,16 @@ private slots:
     void batchFromTheMenu()
     {
         setBeepHook([this](int hz, int) { beeps.append(hz); });
-        QVERIFY(write(path("a.txt"), "A short document.") &&
+        // The output is named by all but the last extension.
+        QVERIFY(write(path("a.1.txt"), "A short document.") &&
                 write(path("b.html"), "<p>A short page.</p>"));
         w->Text1->setText(QStringLiteral("Kept as it is."));
-        dialogs.multipleFiles = QStringList{path("a.txt"), path("b.html")};
+        dialogs.multipleFiles = QStringList{path("a.1.txt"), path("b.html")};
         child<QAction>("menuBatchConversion")->trigger();
         QTRY_COMPARE_WITH_TIMEOUT(dialogs.messages,
                                   QStringList{QStringLiteral("2 Batch conversions accomplished.")},
                                   60000);
-        QVERIFY(QFileInfo(path("a.mp3")).size() > 1000 && QFileInfo(path("b.mp3")).size() > 1000);
+        QVERIFY(QFileInfo(path("a.1.mp3")).size() > 1000 && QFileInfo(path("b.mp3")).size() > 1000);
         QCOMPARE(w->Text1->text(), QStringLiteral("Kept as it is."));
         QCOMPARE(dialogs.titles, QStringList{QStringLiteral("Open File...")});
         QVERIFY(w->isVisible());

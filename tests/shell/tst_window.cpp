@@ -2,28 +2,14 @@
 // the layout on a small screen and the order of the settings file.
 #include "RecordingDialogs.h"
 #include "ScriptedWindow.h"
-#include "TestSupport.h"
 #include "config/AppPaths.h"
-#include "config/Dialogs.h"
 #include "session/SaveToAudio.h"
-#include "shell/Form1.h"
 #include "shell/LevelSlider.h"
 #include "shell/Resizer.h"
 #include "textprep/Text.h"
 
-#include <QAbstractButton>
-#include <QAction>
-#include <QApplication>
-#include <QComboBox>
-#include <QDir>
-#include <QFile>
-#include <QFileInfo>
-#include <QGroupBox>
-#include <QMenu>
-#include <QMenuBar>
-#include <QPlainTextEdit>
-#include <QRegularExpression>
 #include <QTest>
+#include <QtWidgets>
 
 using namespace tonaris;
 using tonaris::test::RecordingDialogs;
@@ -31,103 +17,45 @@ using tonaris::test::ScriptedEngine;
 
 namespace {
 
-// What a key must have done, checked on the window after the key.
+// What a key must have done, read from the window after the key.
+enum Look { Nothing, State, Spoken, Voice, Volume, Speed, Pitch, Dialog, Edited };
 struct KeyRow
 {
     const char *name;
     Qt::Key key;
     Qt::KeyboardModifiers modifiers;
-    std::function<bool(Form1 *, ScriptedEngine *, RecordingDialogs &)> reached;
+    Look look;
+    const char *expected;
     bool endsInEditor; // the focus ends on the editor, wherever it was
 };
-
-int voiceIndex(Form1 *w)
-{
-    return w->findChild<QComboBox *>(QStringLiteral("ComboVoci"))->currentIndex();
-}
-
-int volume(Form1 *w)
-{
-    return w->CurrentVolume();
-}
-
+constexpr auto Shift = Qt::ShiftModifier, Alt = Qt::AltModifier, Ctrl = Qt::ControlModifier;
 const KeyRow KeyRows[] = {
-    {"F1",
-     Qt::Key_F1,
-     {},
-     [](Form1 *, ScriptedEngine *, RecordingDialogs &) { return true; },
-     true},
-    {"F5 speaks",
-     Qt::Key_F5,
-     {},
-     [](Form1 *w, ScriptedEngine *, RecordingDialogs &) { return w->session().SpeechState == 1; },
-     false},
-    {"Shift+F5 speaks too", Qt::Key_F5, Qt::ShiftModifier,
-     [](Form1 *w, ScriptedEngine *, RecordingDialogs &) { return w->session().SpeechState == 1; },
-     false},
-    {"F7 the current line",
-     Qt::Key_F7,
-     {},
-     [](Form1 *, ScriptedEngine *v, RecordingDialogs &) {
-         return v->spoken() == QStringList{"beta"};
-     },
-     false},
-    {"F8 the next line",
-     Qt::Key_F8,
-     {},
-     [](Form1 *, ScriptedEngine *v, RecordingDialogs &) {
-         return v->spoken() == QStringList{"gamma"};
-     },
-     false},
-    {"F6 the previous line",
-     Qt::Key_F6,
-     {},
-     [](Form1 *, ScriptedEngine *v, RecordingDialogs &) {
-         return v->spoken() == QStringList{"alpha"};
-     },
-     false},
-    {"F9 from the caret",
-     Qt::Key_F9,
-     {},
-     [](Form1 *, ScriptedEngine *v, RecordingDialogs &) {
-         return v->spoken().value(0) == QLatin1String("beta");
-     },
-     false},
-    {"F11 wraps to the last voice",
-     Qt::Key_F11,
-     {},
-     [](Form1 *w, ScriptedEngine *, RecordingDialogs &) { return voiceIndex(w) == 2; },
-     false},
-    {"F12 the next voice",
-     Qt::Key_F12,
-     {},
-     [](Form1 *w, ScriptedEngine *, RecordingDialogs &) { return voiceIndex(w) == 1; },
-     false},
-    {"Shift+F12 the last voice", Qt::Key_F12, Qt::ShiftModifier,
-     [](Form1 *w, ScriptedEngine *, RecordingDialogs &) { return voiceIndex(w) == 2; }, false},
-    {"Alt+2 volume up", Qt::Key_2, Qt::AltModifier,
-     [](Form1 *w, ScriptedEngine *, RecordingDialogs &) { return volume(w) == 55; }, true},
-    {"Alt+1 volume down", Qt::Key_1, Qt::AltModifier,
-     [](Form1 *w, ScriptedEngine *, RecordingDialogs &) { return volume(w) == 45; }, true},
-    {"Alt+4 speed up", Qt::Key_4, Qt::AltModifier,
-     [](Form1 *w, ScriptedEngine *, RecordingDialogs &) { return w->CurrentSpeed() == 1; }, true},
-    {"Alt+5 pitch down", Qt::Key_5, Qt::AltModifier,
-     [](Form1 *w, ScriptedEngine *, RecordingDialogs &) { return w->CurrentPitch() == -1; }, true},
+    {"F1", Qt::Key_F1, {}, Nothing, "", true},
+    {"F5 speaks", Qt::Key_F5, {}, State, "1", false},
+    {"Shift+F5 speaks too", Qt::Key_F5, Shift, State, "1", false},
+    {"F7 the current line", Qt::Key_F7, {}, Spoken, "beta", false},
+    {"F8 the next line", Qt::Key_F8, {}, Spoken, "gamma", false},
+    {"F6 the previous line", Qt::Key_F6, {}, Spoken, "alpha", false},
+    {"F9 from the caret", Qt::Key_F9, {}, Spoken, "beta", false},
+    {"F11 wraps to the last voice", Qt::Key_F11, {}, Voice, "2", false},
+    {"F12 the next voice", Qt::Key_F12, {}, Voice, "1", false},
+    {"Shift+F12 the last voice", Qt::Key_F12, Shift, Voice, "2", false},
+    {"Alt+2 volume up", Qt::Key_2, Alt, Volume, "55", true},
+    {"Alt+1 volume down", Qt::Key_1, Alt, Volume, "45", true},
+    {"Alt+4 speed up", Qt::Key_4, Alt, Speed, "1", true},
+    {"Alt+5 pitch down", Qt::Key_5, Alt, Pitch, "-1", true},
     // A cancelled file dialog leaves the user in the editor.
-    {"Ctrl+O opens", Qt::Key_O, Qt::ControlModifier,
-     [](Form1 *, ScriptedEngine *, RecordingDialogs &d) { return d.titles.size() == 1; }, true},
-    {"Ctrl+S saves the text", Qt::Key_S, Qt::ControlModifier,
-     [](Form1 *, ScriptedEngine *, RecordingDialogs &d) { return d.titles.size() == 1; }, true},
-    {"Ctrl+Shift+S saves audio", Qt::Key_S, Qt::ControlModifier | Qt::ShiftModifier,
-     [](Form1 *, ScriptedEngine *, RecordingDialogs &d) { return d.titles.size() == 1; }, false},
+    {"Ctrl+O opens", Qt::Key_O, Ctrl, Dialog, "Open File...", true},
+    {"Ctrl+S saves the text", Qt::Key_S, Ctrl, Dialog, "Save Text File as... [Tonaris]", true},
+    {"Ctrl+Shift+S saves audio", Qt::Key_S, Ctrl | Shift, Dialog, "audio target", false},
+    {"Ctrl+W clears", Qt::Key_W, Ctrl, Edited, "", true},
+    // From here on keys of the editor only.
+    {"Alt+Left the current line", Qt::Key_Left, Alt, Spoken, "beta", false},
+    {"Alt+Up the previous line", Qt::Key_Up, Alt, Spoken, "alpha", false},
+    {"Alt+Down the next line", Qt::Key_Down, Alt, Spoken, "gamma", false},
+    {"Alt+Right from the caret", Qt::Key_Right, Alt, Spoken, "beta", false},
 };
-
-const char *const FocusTargets[] = {"Text1", "ComboAudioFormat", "CommandSpeakNextLine"};
-
-QWidget *focusTarget(Form1 *w, const QString &name)
-{
-    return name == QLatin1String("Text1") ? w->Text1->editor() : w->findChild<QWidget *>(name);
-}
+constexpr int EditorKeys = int(std::size(KeyRows)) - 4;
 
 // Records the keys that reach a control.
 struct KeySeen : QObject
@@ -153,26 +81,34 @@ private:
     bool openWithThreeVoices()
     {
         return openWindow([](ScriptedEngine &e) {
-            e.voices.append({QStringLiteral("b"), QStringLiteral("Bravo"), QStringLiteral("FEMALE"),
-                             QStringLiteral("Test"), QStringLiteral("409"), QStringLiteral("en-us"),
-                             QString()});
-            e.voices.append({QStringLiteral("c"), QStringLiteral("Charlie"), QStringLiteral("MALE"),
-                             QStringLiteral("Test"), QStringLiteral("409"), QStringLiteral("en-us"),
-                             QString()});
+            for (const char *name : {"Bravo", "Charlie"})
+                e.voices.append({QLatin1String(name), QLatin1String(name), "FEMALE", "Test", "409",
+                                 "en-us", QString()});
         });
     }
-
     static void press(Qt::Key key, Qt::KeyboardModifiers modifiers = {})
     {
         QTest::keyClick(QApplication::focusWidget(), key, modifiers);
     }
-
     QString focusName() const
     {
         QWidget *f = QApplication::focusWidget();
         if (f && f->parentWidget() == w->Text1)
             return QStringLiteral("Text1");
         return f ? f->objectName() : QString();
+    }
+    QString look(Look l) const
+    {
+        const QString seen[] = {QString(),
+                                QString::number(w->session().SpeechState),
+                                voice->spoken().value(0),
+                                QString::number(child<QComboBox>("ComboVoci")->currentIndex()),
+                                QString::number(w->CurrentVolume()),
+                                QString::number(w->CurrentSpeed()),
+                                QString::number(w->CurrentPitch()),
+                                dialogs.titles.join(u'|'),
+                                w->Text1->text()};
+        return seen[l];
     }
 
 private slots:
@@ -194,8 +130,6 @@ private slots:
     }
     void cleanup() { closeWindow(); }
 
-    // ---- The resizer, on a plain widget and a screen of the test's choosing ----
-
     void resizerScalesByTag_data()
     {
         QTest::addColumn<QString>("tag");
@@ -210,7 +144,6 @@ private slots:
     void resizerScalesByTag()
     {
         QFETCH(QString, tag);
-        QFETCH(QRect, doubled);
         QWidget form;
         form.resize(400, 300);
         auto *control = new QWidget(&form);
@@ -222,12 +155,12 @@ private slots:
         QCOMPARE(control->geometry(), QRect(10, 20, 100, 50));
         form.resize(800, 600);
         resizer.ResizeControls();
-        QCOMPARE(control->geometry(), doubled);
+        QTEST(control->geometry(), "doubled");
         // Always from the design: an odd size in between leaves no rounding behind.
-        form.resize(533, 377);
-        resizer.ResizeControls();
-        form.resize(400, 300);
-        resizer.ResizeControls();
+        for (QSize size : {QSize(533, 377), QSize(400, 300)}) {
+            form.resize(size);
+            resizer.ResizeControls();
+        }
         QCOMPARE(control->geometry(), QRect(10, 20, 100, 50));
     }
 
@@ -241,7 +174,6 @@ private slots:
     void resizerKeepsTheMinimumWhereTheScreenHoldsIt()
     {
         QFETCH(QSize, screen);
-        QFETCH(QSize, after);
         QWidget form;
         new QWidget(&form);
         form.resize(400, 300);
@@ -252,26 +184,13 @@ private slots:
         resizer.ResizeControls();
         form.resize(200, 100);
         resizer.ResizeControls();
-        QCOMPARE(form.size(), after);
+        QTEST(form.size(), "after");
     }
-
-    void minimisingKeepsTheLayout()
-    {
-        const QRect before = child<QWidget>("FrameSpeech")->geometry();
-        w->showMinimized();
-        QTRY_VERIFY(w->isMinimized());
-        w->Resizer1->ResizeControls();
-        w->showNormal();
-        w->activateWindow();
-        QVERIFY(QTest::qWaitForWindowActive(w));
-        QCOMPARE(child<QWidget>("FrameSpeech")->geometry(), before);
-    }
-
-    // ---- Layout ----
 
     // Title bar and a desktop panel take about 70 pixels of a 1024x768 screen.
     void windowFitsA1024x768Screen()
     {
+        QVERIFY(w->Text1->editor()->hasFocus()); // at start
         const QSize minimum = w->Resizer1->minimumSize();
         QVERIFY2(minimum.width() <= 1024 && minimum.height() <= 768 - 70,
                  qPrintable(QStringLiteral("%1x%2").arg(minimum.width()).arg(minimum.height())));
@@ -306,18 +225,16 @@ private slots:
         }
     }
 
-    void editorHasTheFocusAtStart() { QVERIFY(w->Text1->editor()->hasFocus()); }
-
-    // ---- Keys ----
-
     void windowKeysFromAnyControl_data()
     {
         QTest::addColumn<int>("row");
         QTest::addColumn<QString>("focus");
-        for (const char *focus : FocusTargets)
-            for (int i = 0; i < int(std::size(KeyRows)); ++i)
+        for (const char *focus : {"Text1", "ComboAudioFormat", "CommandSpeakNextLine"}) {
+            const bool editor = focus == QLatin1String("Text1");
+            for (int i = 0; i < (editor ? int(std::size(KeyRows)) : EditorKeys); ++i)
                 QTest::addRow("%s on %s", KeyRows[i].name, focus)
                     << i << QString::fromLatin1(focus);
+        }
     }
     void windowKeysFromAnyControl()
     {
@@ -327,21 +244,15 @@ private slots:
         const QString text = QStringLiteral("alpha\r\nbeta\r\ngamma");
         w->Text1->setText(text);
         w->Text1->SetSelStart(w->Text1->GetPosStartFromLineIndex(1));
-        focusTarget(w, focus)->setFocus();
+        (focus == QLatin1String("Text1") ? w->Text1->editor() : child<QWidget>(qPrintable(focus)))
+            ->setFocus();
         QTRY_COMPARE(focusName(), focus);
         dialogs.clear();
         press(r.key, r.modifiers);
-        QTRY_VERIFY(r.reached(w, voice, dialogs));
+        QTRY_COMPARE(look(r.look), QString::fromUtf8(r.expected));
         QCOMPARE(focusName(), r.endsInEditor ? QStringLiteral("Text1") : focus);
-        QCOMPARE(w->Text1->text(), text); // no character reached the editor
-    }
-
-    void newClearsTheEditorFromAnyControl()
-    {
-        w->Text1->setText(QStringLiteral("old text"));
-        child<QWidget>("ComboVoci")->setFocus();
-        press(Qt::Key_W, Qt::ControlModifier);
-        QCOMPARE(w->Text1->text(), QString());
+        if (r.look != Edited)
+            QCOMPARE(w->Text1->text(), text); // no character reached the editor
     }
 
     void voiceKeysAtTheEnds()
@@ -352,23 +263,9 @@ private slots:
         QCOMPARE(voices->currentIndex(), 0); // from the last to the first
         press(Qt::Key_F11, Qt::ShiftModifier);
         QCOMPARE(voices->currentIndex(), 0);
-        // With one voice, Shift+F12 does nothing.
-        QVERIFY(openWindow());
+        QVERIFY(openWindow()); // with one voice, Shift+F12 does nothing
         press(Qt::Key_F12, Qt::ShiftModifier);
         QCOMPARE(child<QComboBox>("ComboVoci")->currentIndex(), 0);
-    }
-
-    void levelKeysAtTheLimitAndInVerboseMode()
-    {
-        child<QAction>("menuVerbose")->setChecked(true);
-        press(Qt::Key_2, Qt::AltModifier);
-        QCOMPARE(voice->spoken(), QStringList{"55"});
-        w->SetVolumeSlider(100);
-        child<QWidget>("CommandSpeech")->setFocus();
-        press(Qt::Key_2, Qt::AltModifier);
-        QCOMPARE(voice->spoken(), QStringList{"55"}); // nothing more is said at the limit
-        QCOMPARE(focusName(), QStringLiteral("Text1"));
-        QCOMPARE(child<QGroupBox>("FrameVolume")->title(), QStringLiteral("Volume"));
     }
 
     void escapeStopsSpeechOrPassesThrough()
@@ -408,7 +305,6 @@ private slots:
               "PictureSpeedButton", "PicturePitchButton", "CheckShowCharacter"})
             QVERIFY2(forward.contains(QLatin1String(name)), name);
         QVERIFY(!forward.contains(QStringLiteral("CheckIA"))); // disabled controls are passed
-
         QStringList backward;
         for (int i = 0; i < forward.size(); ++i) {
             backward.prepend(focusName());
@@ -428,43 +324,36 @@ private slots:
                              << "ComboVoci";
         QTest::newRow("on") << true << 0 << "a    b"
                             << "Text1";
-        QTest::newRow("on, with Shift") << true << int(Qt::ShiftModifier) << "a    b"
+        QTest::newRow("on, with Shift") << true << int(Shift) << "a    b"
                                         << "Text1";
     }
     void tabInTheEditorWithEditModeOnAndOff()
     {
         QFETCH(bool, editMode);
         QFETCH(int, modifiers);
-        QFETCH(QString, text);
-        QFETCH(QString, focus);
         child<QAction>("menuKeyboardEditMode")->setChecked(editMode);
         w->Text1->setText(QStringLiteral("ab"));
         w->Text1->SetSelStart(1);
         w->Text1->setFocus();
         press(Qt::Key_Tab, Qt::KeyboardModifiers(modifiers));
-        QCOMPARE(w->Text1->text(), text);
-        QCOMPARE(focusName(), focus);
+        QTEST(w->Text1->text(), "text");
+        QTEST(focusName(), "focus");
     }
-
-    // ---- Menus ----
 
     void everyMenuHasUniqueMnemonics()
     {
         static const QRegularExpression mnemonic(QStringLiteral("&([^&])"));
         for (QMenu *menu : w->findChildren<QMenu *>()) {
+            if (menu->objectName() == QLatin1String("MenuQuickVoiceSelect"))
+                continue;
             QStringList letters;
-            const QList<QAction *> items =
-                menu == w->findChild<QMenu *>(QStringLiteral("MenuQuickVoiceSelect"))
-                    ? QList<QAction *>()
-                    : menu->actions();
-            for (const QAction *a : items) {
+            for (const QAction *a : menu->actions()) {
                 const auto m = mnemonic.match(QString(a->text()).remove(QStringLiteral("&&")));
                 if (!m.hasMatch())
                     continue;
-                const QString letter = m.captured(1).toLower();
-                QVERIFY2(!letters.contains(letter),
+                QVERIFY2(!letters.contains(m.captured(1).toLower()),
                          qPrintable(menu->objectName() + QStringLiteral(": ") + a->text()));
-                letters.append(letter);
+                letters.append(m.captured(1).toLower());
             }
         }
     }
@@ -473,14 +362,10 @@ private slots:
     {
         child<QAction>("menuShortcutKeys")->trigger();
         QCOMPARE(dialogs.messages.size(), 1);
-        const QStringList lines = dialogs.messages.first().split(QStringLiteral("\r\n"));
-        QCOMPARE(lines.size(), 18);
-        QCOMPARE(lines.first(), QStringLiteral("F1 = Go to edit box."));
-        QCOMPARE(lines.last(), QStringLiteral("ALT+6 = Increase pitch."));
+        QCOMPARE(dialogs.messages.first().split(QStringLiteral("\r\n")).size(), 18); // one a key
     }
 
-    // ---- Settings ----
-
+    // Other programs read the file too: the keys come in this order, unknown ones behind.
     void settingsAreWrittenInTheirOrderWithOldKeysBehind()
     {
         QDir().mkpath(QFileInfo(SettingsFilePath()).path());
@@ -496,53 +381,21 @@ private slots:
         for (const QByteArray &line : file.readAll().split('\n'))
             if (line.contains('='))
                 keys.append(QString::fromUtf8(line.left(line.indexOf('='))));
-        const QStringList documented{"SaveSettings",
-                                     "ErrorResolutionShowed",
-                                     "FileLNGForTranslate",
-                                     "SpeechInterface",
-                                     "VoiceForQuoted",
-                                     "VoiceForQuotedIndex",
-                                     "VoiceForQuotedSpeed",
-                                     "VoiceForQuotedPitch",
-                                     "Mp3Quality",
-                                     "FileAIPersonality",
-                                     "FileCorrectionTable",
-                                     "AudioFormat",
-                                     "AudioFormatSAPI4",
-                                     "DeviceAudioOutput",
-                                     "ASREngine",
-                                     "ASRAudioInput",
-                                     "RunWithIdlePriority",
-                                     "FontName",
-                                     "FontSize",
-                                     "IAReply",
-                                     "WordWrap",
-                                     "AutoSelectAudioFormat",
-                                     "VerboseMode",
-                                     "SpeakVolumeNumberAndVolumeTitle",
-                                     "SpeakVolumeTitleAndVolumeNumber",
-                                     "AutoFormatHard",
-                                     "AutoFormat",
-                                     "AutoApplyConversionsTable",
-                                     "AddInitialAndFinalSilence",
-                                     "OnVoiceSelectSpeakCountryToo",
-                                     "AlwaysSaveAudioWithMaxVolume",
-                                     "TAGValidityOnlyForCurrentLine",
-                                     "KeyboardEditMode",
-                                     "ConfigureVoicesIndependently",
-                                     "AutoLoadLastSaved",
-                                     "LastSavedFilename",
-                                     "LastCursorPosition",
-                                     "Tracking",
-                                     "Volume",
-                                     "Speed",
-                                     "Pitch",
-                                     "CharacterEnabled",
-                                     "VoceSAPI5Selezionata",
-                                     "VoceSAPI4Selezionata",
-                                     "SpeechLineOnEnterPressed",
-                                     "ExtensionFilterIndex",
-                                     "SplitMp3Size"};
+        const QStringList documented =
+            QString::fromLatin1(
+                "SaveSettings ErrorResolutionShowed FileLNGForTranslate SpeechInterface "
+                "VoiceForQuoted VoiceForQuotedIndex VoiceForQuotedSpeed VoiceForQuotedPitch "
+                "Mp3Quality FileAIPersonality FileCorrectionTable AudioFormat AudioFormatSAPI4 "
+                "DeviceAudioOutput ASREngine ASRAudioInput RunWithIdlePriority FontName FontSize "
+                "IAReply WordWrap AutoSelectAudioFormat VerboseMode "
+                "SpeakVolumeNumberAndVolumeTitle SpeakVolumeTitleAndVolumeNumber AutoFormatHard "
+                "AutoFormat AutoApplyConversionsTable AddInitialAndFinalSilence "
+                "OnVoiceSelectSpeakCountryToo AlwaysSaveAudioWithMaxVolume "
+                "TAGValidityOnlyForCurrentLine KeyboardEditMode ConfigureVoicesIndependently "
+                "AutoLoadLastSaved LastSavedFilename LastCursorPosition Tracking Volume Speed "
+                "Pitch CharacterEnabled VoceSAPI5Selezionata VoceSAPI4Selezionata "
+                "SpeechLineOnEnterPressed ExtensionFilterIndex SplitMp3Size")
+                .split(u' ');
         QCOMPARE(keys.mid(0, documented.size()), documented);
         QVERIFY(keys.indexOf(QStringLiteral("OldKey")) >= documented.size());
         QVERIFY(keys.indexOf(QStringLiteral("AllowedProgram1")) >= documented.size());
