@@ -2,6 +2,7 @@
 
 #include "audio/Beep.h"
 #include "audio/Mp3Encoder.h"
+#include "audio/SoundFileEncoder.h"
 #include "config/Dialogs.h"
 #include "config/KelPathManager.h"
 #include "config/MultiLang.h"
@@ -339,6 +340,11 @@ void SaveToAudio::StartSaving()
 
     // Extension, and the encoder an MP3 needs.
     QString wanted = QStringLiteral(".wav");
+    // Ogg Vorbis, Opus and FLAC, named by the target: rendered as WAV, encoded file by file.
+    if (SoundFileEncoder::Handles(AudioFilePath)) {
+        AudioFileType = FileTypeWav;
+        wanted = KelPathManager::GetExtension(AudioFilePath).toLower();
+    }
     if (AudioFileType == FileTypeMp3) {
         wanted = QStringLiteral(".mp3");
         m_lame = Mp3Encoder::findLame(s.AppFolder);
@@ -416,6 +422,7 @@ void SaveToAudio::StartSaving()
     s.SpeechLineIndex = 0;
     AudioVolumeNumber = 1;
     s.SplitNow = false;
+    s.BreakTitle.clear();
     Aborted = false;
     SaveProgress = 0;
     m_encodedBytes = 0;
@@ -443,7 +450,9 @@ void SaveToAudio::StartSaving()
         }
     }
 
-    const QString announcement = Announcement(1, VolumeTitle, SpeakVolumeNumberAndVolumeTitle);
+    const QString firstTitle = splitting() ? s.TakeLeadingBreakTitle() : QString();
+    const QString announcement = Announcement(1, firstTitle.isEmpty() ? VolumeTitle : firstTitle,
+                                              SpeakVolumeNumberAndVolumeTitle);
     m_renderedBytes = 0;
     if (s.HiddenMode)
         m_terminal.start();
@@ -573,7 +582,15 @@ void SaveToAudio::MoveAudioToTarget(const QString &In_Temp, const QString &In_Ta
 {
     inBackground(In_Temp, [In_Temp, In_Target] {
         QString error;
-        ReplaceFile(In_Temp, In_Target, &error);
+        if (!SoundFileEncoder::Handles(In_Target)) {
+            ReplaceFile(In_Temp, In_Target, &error);
+        } else if (SoundFileEncoder::EncodeWav(In_Temp, In_Target,
+                                               QFileInfo(In_Target).completeBaseName(), &error)) {
+            QFile::remove(In_Temp);
+        } else {
+            error += QStringLiteral("\r\n") +
+                     Translate(QStringLiteral("The audio stays in %1.")).arg(In_Temp);
+        }
         return error;
     });
 }
@@ -792,8 +809,10 @@ void SaveToAudio::SaveStep()
             if (!closeVolume(s.SpeechLineIndex >= s.SpeechLineCount))
                 return;
             if (s.SpeechLineIndex < s.SpeechLineCount) {
-                if (!openVolume(Announcement(AudioVolumeNumber, VolumeTitle,
-                                             SpeakVolumeNumberAndVolumeTitle)))
+                const QString title = s.BreakTitle.isEmpty() ? VolumeTitle : s.BreakTitle;
+                s.BreakTitle.clear();
+                if (!openVolume(
+                        Announcement(AudioVolumeNumber, title, SpeakVolumeNumberAndVolumeTitle)))
                     return;
                 continue;
             }

@@ -108,6 +108,11 @@ public:
     // Keyword lines and script flow.
     QString PlayOverTempPath;
     bool SplitNow = false;
+    // The title of the volume a "#BREAK <title>" line opens (chapters of an opened book).
+    QString BreakTitle;
+    // A titled #BREAK before any spoken line names the first volume instead of splitting: its
+    // title, with SpeechLineIndex moved past it; empty when the text does not begin so.
+    QString TakeLeadingBreakTitle();
     QStringList RecognitionPhrases;
     QString RecognizedText;
     int RecognitionTimeout = -1;

@@ -169,6 +169,9 @@ void Form1::buildSaveMenus()
     save.ChooseTarget = [this](const QString &proposed, int &type) {
         const QString wav = Translate(QStringLiteral("Wav File (*.wav)"));
         const QString mp3 = Translate(QStringLiteral("Mp3 File (*.mp3)"));
+        const QStringList others = {Translate(QStringLiteral("Ogg Vorbis File (*.ogg)")),
+                                    Translate(QStringLiteral("Opus File (*.opus)")),
+                                    Translate(QStringLiteral("FLAC File (*.flac)"))};
         QString selected = type == SaveToAudio::FileTypeWav ? wav : mp3;
         const QString folder = m_session.saver().CurrentFilePath.isEmpty()
                                    ? QString()
@@ -176,8 +179,16 @@ void Form1::buildSaveMenus()
         const QString path = QFileDialog::getSaveFileName(
             this, Translate(QStringLiteral("Save Audio File as...")),
             folder.isEmpty() ? proposed : folder + QLatin1Char('/') + proposed,
-            wav + QStringLiteral(";;") + mp3, &selected, QFileDialog::DontConfirmOverwrite);
-        type = selected == wav ? SaveToAudio::FileTypeWav : SaveToAudio::FileTypeMp3;
+            QStringList({wav, mp3}).join(QStringLiteral(";;")) + QStringLiteral(";;") +
+                others.join(QStringLiteral(";;")),
+            &selected, QFileDialog::DontConfirmOverwrite);
+        type = selected == mp3 ? SaveToAudio::FileTypeMp3 : SaveToAudio::FileTypeWav;
+        if (others.contains(selected) && !path.isEmpty()) {
+            // The save knows these formats by the target's extension.
+            const QString extension = selected.section(QLatin1String("(*"), 1).chopped(1);
+            if (!path.endsWith(extension, Qt::CaseInsensitive))
+                return path + extension;
+        }
         if (path.isEmpty())
             Text1->setFocus();
         return path;

@@ -19,6 +19,11 @@
 #include <QTemporaryDir>
 #include <QTest>
 
+#include <sndfile.h>
+
+#include <cmath>
+#include <vector>
+
 using namespace tonaris;
 
 namespace {
@@ -264,6 +269,9 @@ private slots:
         QTest::newRow("break on the last line")
             << 5 << QStringLiteral("One.\r\nTwo.\r\n#BREAK") << 0 << 1;
         QTest::newRow("custom without breaks") << 5 << long30 << 1 << 1;
+        QTest::newRow("titled breaks, first one names volume 1")
+            << 5 << QStringLiteral("\r\n#BREAK Chapter 1\r\nOne.\r\n#BREAK Chapter 2\r\nTwo.") << 1
+            << 2;
     }
 
     void volumes()
@@ -315,6 +323,69 @@ private slots:
             QVERIFY2(first > m_untitled + 0.7,
                      qPrintable(QStringLiteral("%1 %2").arg(first).arg(m_untitled)));
         }
+    }
+
+    // Ogg Vorbis, Opus and FLAC by the target's extension, decoded back against the WAV.
+    void compressedFormats_data()
+    {
+        QTest::addColumn<QString>("extension");
+        QTest::newRow("ogg") << QStringLiteral("ogg");
+        QTest::newRow("opus") << QStringLiteral("opus");
+        QTest::newRow("flac") << QStringLiteral("flac");
+    }
+
+    void compressedFormats()
+    {
+        QFETCH(QString, extension);
+        const QString text = QStringLiteral("Hello world, this is one line.\r\nAnd a second.");
+        const QString wav = path(QStringLiteral("reference.wav"));
+        if (!QFile::exists(wav))
+            QVERIFY(saveText(text, wav, 1));
+        const QString target = path(QStringLiteral("Caffè.") + extension);
+        QVERIFY(saveText(text, target, 1));
+        QVERIFY2(dialogs.messages.isEmpty(), qPrintable(dialogs.messages.join(u'\n')));
+        QCOMPARE(save().ExitStatus, 0);
+        QCOMPARE(leftovers(m_dir.path()), QStringList());
+        const auto decode = [](const QString &file, double &seconds, double &rms, QString &title) {
+            SF_INFO info{};
+            SNDFILE *f = sf_open(QFile::encodeName(file).constData(), SFM_READ, &info);
+            if (!f)
+                return false;
+            std::vector<float> samples(size_t(info.frames * info.channels));
+            const sf_count_t got = sf_readf_float(f, samples.data(), info.frames);
+            double sum = 0;
+            for (float v : samples)
+                sum += double(v) * v;
+            seconds = double(got) / info.samplerate;
+            rms = std::sqrt(sum / std::max<size_t>(1, samples.size()));
+            title = QString::fromUtf8(sf_get_string(f, SF_STR_TITLE));
+            sf_close(f);
+            return got == info.frames;
+        };
+        double wavSeconds = 0, seconds = 0, wavRms = 0, rms = 0;
+        QString title;
+        QVERIFY(decode(wav, wavSeconds, wavRms, title));
+        QVERIFY(decode(target, seconds, rms, title));
+        QVERIFY2(std::abs(seconds - wavSeconds) < wavSeconds * 0.01,
+                 qPrintable(QStringLiteral("%1 %2").arg(seconds).arg(wavSeconds)));
+        QVERIFY2(rms > wavRms * 0.7 && rms < wavRms * 1.3,
+                 qPrintable(QStringLiteral("%1 %2").arg(rms).arg(wavRms)));
+        if (extension != QLatin1String("opus")) // libsndfile does not read Opus tags back
+            QCOMPARE(title, QStringLiteral("Caffè"));
+    }
+
+    // A titled #BREAK (a book's chapter) speaks its title instead of the target's name.
+    void chapterTitles()
+    {
+        save().menuSplitSize_Click(5);
+        save().SpeakVolumeTitleAndVolumeNumber = true;
+        const QString name = QStringLiteral("c");
+        QVERIFY(saveText(QStringLiteral("#BREAK A\r\nSame words.\r\n#BREAK A much longer title "
+                                        "for the second chapter of the book\r\nSame words."),
+                         path(name), 1));
+        const double first = duration(path(name) + QStringLiteral("/001_c.wav"));
+        const double second = duration(path(name) + QStringLiteral("/002_c.wav"));
+        QVERIFY2(second > first + 1.5, qPrintable(QStringLiteral("%1 %2").arg(first).arg(second)));
     }
 
     // The percentage only grows; an MP3 save shows how much audio the encoder has had, which
