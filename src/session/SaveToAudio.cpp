@@ -457,6 +457,7 @@ void SaveToAudio::StartSaving()
     if (s.HiddenMode)
         m_terminal.start();
     m_phase = Phase::Rendering;
+    startSubtitles();
     if (!openVolume(announcement))
         return;
     s.ShowStateSaving();
@@ -848,7 +849,7 @@ void SaveToAudio::renderLine()
         s.InterpretKeywordLine(line);
     } else if (!external()) {
         s.PersistTags = s.TagsForCurrentLineOnly == 0 ? 1 : 0;
-        s.PlayTTSToFile(line);
+        noteCue(s.PlayTTSToFile(line), line);
     } else {
         if (Sapi4FileOpen) {
             Sapi4FileOpen = false;
@@ -935,6 +936,7 @@ void SaveToAudio::endSave()
     // settled first, so that its errors are told too.
     while (!settleBackground())
         QThread::msleep(5);
+    finishSubtitles();
     restoreVolume();
     m_terminal.finish();
     const bool beeps = !m_batchSave && BatchMode != 2 && !s.HiddenMode && !m_failed;

@@ -1,9 +1,11 @@
 #pragma once
 
 #include "audio/PcmFormat.h"
+#include "session/Subtitles.h"
 #include "session/TerminalProgress.h"
 
 #include <QElapsedTimer>
+#include <QHash>
 #include <QList>
 #include <QMutex>
 #include <QObject>
@@ -47,6 +49,7 @@ public:
     bool SpeakVolumeNumberAndVolumeTitle = false;
     bool AddInitialAndFinalSilence = false;
     bool AlwaysSaveAudioWithMaxVolume = false;
+    bool WriteSubtitles = false; // an .srt and an .lrc beside each file (built-in voices)
     bool RunWithIdlePriority = false;
     int Mp3Quality = Balanced;
 
@@ -149,6 +152,21 @@ private:
     void forget(const QString &path);
     void progress(const QString &what, bool grayed);
     void restoreVolume();
+
+    // Subtitles (SaveToAudioSubtitles.cpp).
+    struct CueLine
+    {
+        QString target;
+        int bytesPerSecond = 0;
+        QString text;
+    };
+    void startSubtitles();
+    void noteCue(int stream, const QString &line);
+    void finishSubtitles();
+    QMetaObject::Connection m_cueConnection;
+    QHash<int, CueLine> m_cueLines; // by stream, until the engine reports where it went
+    QHash<QString, QList<SubtitleCue>> m_cues;
+    QStringList m_cueTargets;
 
     // File work of worker threads, shared with them.
     struct BackgroundFiles

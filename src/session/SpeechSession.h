@@ -202,7 +202,8 @@ public:
 
     // Handing text to the engine.
     void PlayTTS(QString In_Testo);
-    void PlayTTSToFile(QString In_Testo);
+    // The stream number the engine gave the line; 0 when nothing was spoken.
+    int PlayTTSToFile(QString In_Testo);
     void PurgeSpeech();
     void ResetEngineTags();
 

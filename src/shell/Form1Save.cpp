@@ -115,6 +115,8 @@ void Form1::buildSaveMenus()
                   "Add &initial and final silence to wav or mp3", first);
     connect(menuAddInitialAndFinalSilence, &QAction::toggled, this,
             [&save](bool on) { save.AddInitialAndFinalSilence = on; });
+    QAction *subtitles = checkItem(book, "menuWriteSubtitles", "&Write subtitles", first);
+    connect(subtitles, &QAction::toggled, this, [&save](bool on) { save.WriteSubtitles = on; });
     book->insertSeparator(first);
     menuSpeakVolumeTitleAndVolumeNumber = checkItem(book, "menuSpeakVolumeTitleAndVolumeNumber",
                                                     "Speak volume &title and volume number", first);
@@ -262,6 +264,8 @@ void Form1::loadSaveSettings(const IniFile &ini)
     menuSpeakVolumeTitleAndVolumeNumber->setChecked(
         IniBool(read("SpeakVolumeTitleAndVolumeNumber", "True")));
     menuAddInitialAndFinalSilence->setChecked(IniBool(read("AddInitialAndFinalSilence", "False")));
+    findChild<QAction *>(QStringLiteral("menuWriteSubtitles"))
+        ->setChecked(IniBool(read("WriteSubtitles", "False")));
     int split = IniVal(read("SplitMp3Size", "0"));
     if (split < 0 || split >= SaveToAudio::SplitSizeCount)
         split = 0;
@@ -287,6 +291,7 @@ void Form1::saveSaveSettings(IniFile &ini)
     write("SpeakVolumeTitleAndVolumeNumber",
           yesNo(menuSpeakVolumeTitleAndVolumeNumber->isChecked()));
     write("AddInitialAndFinalSilence", yesNo(menuAddInitialAndFinalSilence->isChecked()));
+    write("WriteSubtitles", yesNo(save.WriteSubtitles));
     write("ExtensionFilterIndex", QString::number(save.AudioFileType));
     write("SplitMp3Size", QString::number(save.SplitSizeIndex));
 }

@@ -374,6 +374,68 @@ private slots:
             QCOMPARE(title, QStringLiteral("Caffè"));
     }
 
+    // One cue a spoken line, in order, inside its file's audio, for single files and volumes.
+    void subtitles_data()
+    {
+        QTest::addColumn<int>("split");
+        QTest::addColumn<int>("format");
+        QTest::addColumn<QStringList>("files"); // each file's cue texts joined by "|"
+        QTest::newRow("one wav") << 0 << 1
+                                 << QStringList{QStringLiteral("First line.|Second, "
+                                                               "emphasised.|Third.")};
+        QTest::newRow("mp3 volumes")
+            << 5 << 0
+            << QStringList{QStringLiteral("First line.|Second, emphasised."),
+                           QStringLiteral("Third.")};
+    }
+
+    void subtitles()
+    {
+        QFETCH(int, split);
+        QFETCH(int, format);
+        QFETCH(QStringList, files);
+        save().menuSplitSize_Click(split);
+        save().WriteSubtitles = true;
+        const QString name = QStringLiteral("sub %1").arg(QTest::currentDataTag());
+        const QString ext = format == 1 ? QStringLiteral(".wav") : QStringLiteral(".mp3");
+        const bool ok = saveText(QStringLiteral("First line.\r\n\r\nSecond, <emph>emphasised"
+                                                "</emph>.\r\n#BREAK\r\nThird."),
+                                 path(name), format);
+        save().WriteSubtitles = false;
+        QVERIFY(ok);
+        QVERIFY2(dialogs.messages.isEmpty(), qPrintable(dialogs.messages.join(u'\n')));
+        for (int i = 0; i < files.size(); ++i) {
+            const QString base =
+                split
+                    ? path(name) + QStringLiteral("/%1_").arg(i + 1, 3, 10, QLatin1Char('0')) + name
+                    : path(name);
+            const double seconds = duration(format == 1 ? base + ext : decoded(base + ext));
+            QFile srt(base + QStringLiteral(".srt"));
+            QVERIFY2(srt.open(QIODevice::ReadOnly), qPrintable(srt.fileName()));
+            QVERIFY(QFile::exists(base + QStringLiteral(".lrc")));
+            static const QRegularExpression cue(
+                QStringLiteral("(\\d+)\r\n(\\d\\d):(\\d\\d):(\\d\\d),(\\d{3}) --> "
+                               "(\\d\\d):(\\d\\d):(\\d\\d),(\\d{3})\r\n([^\r\n]*)\r\n"));
+            QStringList texts;
+            double previousEnd = 0;
+            auto it = cue.globalMatch(QString::fromUtf8(srt.readAll()));
+            while (it.hasNext()) {
+                const auto m = it.next();
+                const auto at = [&](int first) {
+                    return m.captured(first).toInt() * 3600 + m.captured(first + 1).toInt() * 60 +
+                           m.captured(first + 2).toInt() + m.captured(first + 3).toInt() / 1000.0;
+                };
+                const double start = at(2), end = at(6);
+                QCOMPARE(m.captured(1).toInt(), texts.size() + 1);
+                QVERIFY2(start >= previousEnd - 0.001 && end > start + 0.3 && end <= seconds + 0.05,
+                         qPrintable(QStringLiteral("%1 %2 %3").arg(start).arg(end).arg(seconds)));
+                previousEnd = end;
+                texts << m.captured(10);
+            }
+            QCOMPARE(texts.join(QLatin1Char('|')), files.at(i));
+        }
+    }
+
     // A titled #BREAK (a book's chapter) speaks its title instead of the target's name.
     void chapterTitles()
     {
