@@ -7,7 +7,7 @@ TONARIS_PACKAGES=(
     libespeak-ng-dev espeak-ng-data libsoxr-dev
     libzip-dev libsndfile1-dev
     libpocketsphinx-dev libsphinxbase-dev pocketsphinx-en-us
-    lame
+    lame ffmpeg
     poppler-utils catdoc antiword libreoffice-writer-nogui
     fonts-dejavu-core
 )

@@ -345,6 +345,10 @@ void SaveToAudio::StartSaving()
         AudioFileType = FileTypeWav;
         wanted = KelPathManager::GetExtension(AudioFilePath).toLower();
     }
+    if (!startM4b(wanted)) {
+        giveUp();
+        return;
+    }
     if (AudioFileType == FileTypeMp3) {
         wanted = QStringLiteral(".mp3");
         m_lame = Mp3Encoder::findLame(s.AppFolder);
@@ -404,8 +408,8 @@ void SaveToAudio::StartSaving()
     if (s.SpeechLineCount == 0)
         return;
 
-    // Volumes get a folder of their own, named as the target.
-    if (splitting()) {
+    // Volumes get a folder of their own, named as the target (an audiobook holds them as chapters).
+    if (splitting() && !m_m4b) {
         const QString folder = QDir(AudioFileFolder).filePath(VolumeTitle);
         if (QFileInfo::exists(folder) || !QDir().mkdir(folder)) {
             fail(Translate(QStringLiteral("Cannot create the folder %1: it exists already or "
@@ -451,6 +455,9 @@ void SaveToAudio::StartSaving()
     }
 
     const QString firstTitle = splitting() ? s.TakeLeadingBreakTitle() : QString();
+    m_chapterTitle = !firstTitle.isEmpty() ? firstTitle
+                     : splitting()         ? VolumeTitle + QStringLiteral(" 1")
+                                           : VolumeTitle;
     const QString announcement = Announcement(1, firstTitle.isEmpty() ? VolumeTitle : firstTitle,
                                               SpeakVolumeNumberAndVolumeTitle);
     m_renderedBytes = 0;
@@ -572,7 +579,8 @@ bool SaveToAudio::closeVolume(bool endOfText)
                 current->encoder->kill();
             m_volumes.erase(current);
         }
-        MoveAudioToTarget(AudioTempPath, target);
+        if (!keepForM4b(AudioTempPath, bytes))
+            MoveAudioToTarget(AudioTempPath, target);
     }
     return true;
 }
@@ -811,6 +819,9 @@ void SaveToAudio::SaveStep()
                 return;
             if (s.SpeechLineIndex < s.SpeechLineCount) {
                 const QString title = s.BreakTitle.isEmpty() ? VolumeTitle : s.BreakTitle;
+                m_chapterTitle = s.BreakTitle.isEmpty() ? VolumeTitle + QLatin1Char(' ') +
+                                                              QString::number(AudioVolumeNumber)
+                                                        : s.BreakTitle;
                 s.BreakTitle.clear();
                 if (!openVolume(
                         Announcement(AudioVolumeNumber, title, SpeakVolumeNumberAndVolumeTitle)))
@@ -822,6 +833,7 @@ void SaveToAudio::SaveStep()
         if (s.SpeechLineIndex >= s.SpeechLineCount) {
             if (!splitting() && !closeVolume(true))
                 return;
+            finishM4b();
             restoreVolume();
             pumpEncoders();
             if (!encodersDone()) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "audio/M4bWriter.h"
 #include "audio/PcmFormat.h"
 #include "session/Subtitles.h"
 #include "session/TerminalProgress.h"
@@ -152,6 +153,16 @@ private:
     void forget(const QString &path);
     void progress(const QString &what, bool grayed);
     void restoreVolume();
+
+    // An audiobook (.m4b) of one chapter a volume (SaveToAudioM4b.cpp): the volumes stay
+    // temporary WAVs until ffmpeg joins them at the end.
+    bool startM4b(QString &wanted);
+    bool keepForM4b(const QString &wav, qint64 bytes);
+    void finishM4b();
+    bool m_m4b = false;
+    QString m_ffmpeg;
+    QString m_chapterTitle; // of the volume being written
+    QList<M4bWriter::Part> m_m4bParts;
 
     // Subtitles (SaveToAudioSubtitles.cpp).
     struct CueLine

@@ -17,7 +17,7 @@ void SaveToAudio::startSubtitles()
     m_cueLines.clear();
     m_cues.clear();
     m_cueTargets.clear();
-    if (!WriteSubtitles || external() || !s.voice())
+    if (!WriteSubtitles || external() || m_m4b || !s.voice())
         return;
     m_cueConnection = connect(
         s.voice(), &SpeechEngine::OutputWritten, this,

@@ -173,7 +173,8 @@ void Form1::buildSaveMenus()
         const QString mp3 = Translate(QStringLiteral("Mp3 File (*.mp3)"));
         const QStringList others = {Translate(QStringLiteral("Ogg Vorbis File (*.ogg)")),
                                     Translate(QStringLiteral("Opus File (*.opus)")),
-                                    Translate(QStringLiteral("FLAC File (*.flac)"))};
+                                    Translate(QStringLiteral("FLAC File (*.flac)")),
+                                    Translate(QStringLiteral("M4B Audiobook (*.m4b)"))};
         QString selected = type == SaveToAudio::FileTypeWav ? wav : mp3;
         const QString folder = m_session.saver().CurrentFilePath.isEmpty()
                                    ? QString()
@@ -189,7 +190,7 @@ void Form1::buildSaveMenus()
             // The save knows these formats by the target's extension.
             const QString extension = selected.section(QLatin1String("(*"), 1).chopped(1);
             if (!path.endsWith(extension, Qt::CaseInsensitive))
-                return path + extension;
+                return QString(path + extension);
         }
         if (path.isEmpty())
             Text1->setFocus();
