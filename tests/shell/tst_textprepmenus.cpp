@@ -115,7 +115,7 @@ private slots:
                                                           "TAGs &validity for current line only"}));
         QCOMPARE(options.indexOf(QStringLiteral("Select conve&rsions table")) + 2,
                  options.indexOf(QStringLiteral("Lan&guage selection")));
-        QCOMPARE(visibleCaptions(child<QMenu>("menuAudioBookOptions")).mid(4),
+        QCOMPARE(visibleCaptions(child<QMenu>("menuAudioBookOptions")).mid(5),
                  (QStringList{"Auto-Apply &Conversions Table",
                               "&Auto-remove inappropriate return carriages",
                               "Auto-remove inappropriate return carriages (&hard)"}));
