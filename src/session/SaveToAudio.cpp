@@ -409,9 +409,10 @@ void SaveToAudio::StartSaving()
         return;
 
     // Volumes get a folder of their own, named as the target (an audiobook holds them as chapters).
+    m_resumeJournal.clear();
     if (splitting() && !m_m4b) {
         const QString folder = QDir(AudioFileFolder).filePath(VolumeTitle);
-        if (QFileInfo::exists(folder) || !QDir().mkdir(folder)) {
+        if (!offerResume(folder) && (QFileInfo::exists(folder) || !QDir().mkdir(folder))) {
             fail(Translate(QStringLiteral("Cannot create the folder %1: it exists already or "
                                           "the disk refuses it."))
                      .arg(folder));
@@ -427,6 +428,7 @@ void SaveToAudio::StartSaving()
     AudioVolumeNumber = 1;
     s.SplitNow = false;
     s.BreakTitle.clear();
+    applyResume();
     Aborted = false;
     SaveProgress = 0;
     m_encodedBytes = 0;
@@ -454,17 +456,21 @@ void SaveToAudio::StartSaving()
         }
     }
 
-    const QString firstTitle = splitting() ? s.TakeLeadingBreakTitle() : QString();
+    const QString firstTitle = m_resume.volume > 1 ? m_resume.title
+                               : splitting()       ? s.TakeLeadingBreakTitle()
+                                                   : QString();
     m_chapterTitle = !firstTitle.isEmpty() ? firstTitle
                      : splitting()         ? VolumeTitle + QStringLiteral(" 1")
                                            : VolumeTitle;
-    const QString announcement = Announcement(1, firstTitle.isEmpty() ? VolumeTitle : firstTitle,
-                                              SpeakVolumeNumberAndVolumeTitle);
+    const QString announcement =
+        Announcement(AudioVolumeNumber, firstTitle.isEmpty() ? VolumeTitle : firstTitle,
+                     SpeakVolumeNumberAndVolumeTitle);
     m_renderedBytes = 0;
     if (s.HiddenMode)
         m_terminal.start();
     m_phase = Phase::Rendering;
     startSubtitles();
+    journalVolume(firstTitle);
     if (!openVolume(announcement))
         return;
     s.ShowStateSaving();
@@ -822,6 +828,7 @@ void SaveToAudio::SaveStep()
                 m_chapterTitle = s.BreakTitle.isEmpty() ? VolumeTitle + QLatin1Char(' ') +
                                                               QString::number(AudioVolumeNumber)
                                                         : s.BreakTitle;
+                journalVolume(s.BreakTitle);
                 s.BreakTitle.clear();
                 if (!openVolume(
                         Announcement(AudioVolumeNumber, title, SpeakVolumeNumberAndVolumeTitle)))
@@ -949,6 +956,7 @@ void SaveToAudio::endSave()
     while (!settleBackground())
         QThread::msleep(5);
     finishSubtitles();
+    finishResume();
     restoreVolume();
     m_terminal.finish();
     const bool beeps = !m_batchSave && BatchMode != 2 && !s.HiddenMode && !m_failed;

@@ -164,6 +164,22 @@ private:
     QString m_chapterTitle; // of the volume being written
     QList<M4bWriter::Part> m_m4bParts;
 
+    // Resuming a save cut short (SaveToAudioResume.cpp).
+    struct Resume
+    {
+        int volume = 0; // the volume to go on with; 0: from the start
+        int line = 0;
+        QString title;
+        bool startOver = false;
+    };
+    QString resumeFingerprint() const;
+    bool offerResume(const QString &folder);
+    void applyResume();
+    void journalVolume(const QString &title);
+    void finishResume();
+    Resume m_resume;
+    QString m_resumeJournal;
+
     // Subtitles (SaveToAudioSubtitles.cpp).
     struct CueLine
     {
