@@ -5,8 +5,9 @@ TONARIS_PACKAGES=(
     cmake g++ make pkg-config
     qt6-base-dev qt6-multimedia-dev qt6-svg-dev libgl-dev
     libespeak-ng-dev espeak-ng-data libsoxr-dev
+    libzip-dev libsndfile1-dev
     libpocketsphinx-dev libsphinxbase-dev pocketsphinx-en-us
-    lame
+    lame ffmpeg
     poppler-utils catdoc antiword libreoffice-writer-nogui
     fonts-dejavu-core
 )

@@ -5,6 +5,7 @@
 #include "documents/Converters.h"
 #include "documents/DocumentWriters.h"
 #include "documents/KelRTF.h"
+#include "documents/PackagedDocuments.h"
 
 #include <QFile>
 #include <QFileInfo>
@@ -77,6 +78,12 @@ bool readDoc(const QString &path, QString &text, QString &error, const ReadOptio
 bool readPdf(const QString &path, QString &text, QString &error, const ReadOptions &options)
 {
     return ReadPdfFile(path, text, error, options.idle);
+}
+
+template <bool (*reader)(const QString &, QString &, QString &)>
+bool readPackaged(const QString &path, QString &text, QString &error, const ReadOptions &)
+{
+    return reader(path, text, error);
 }
 
 } // namespace
@@ -264,9 +271,16 @@ bool ReadPdfFile(const QString &path, QString &text, QString &error, bool idle)
 const QList<DocumentFormat> &DocumentFormats()
 {
     static const QList<DocumentFormat> formats = {
-        {".txt", readRaw, WriteTextFile},     {".htm", readHtml, WriteHtmlFile},
-        {".html", readHtml, WriteHtmlFile},   {".rtf", readRtf, WriteTextFile},
-        {".doc", readDoc, WriteWordDocument}, {".pdf", readPdf, nullptr},
+        {".txt", readRaw, WriteTextFile},
+        {".htm", readHtml, WriteHtmlFile},
+        {".html", readHtml, WriteHtmlFile},
+        {".rtf", readRtf, WriteTextFile},
+        {".doc", readDoc, WriteWordDocument},
+        {".pdf", readPdf, nullptr},
+        {".epub", readPackaged<ReadEpubFile>, nullptr},
+        {".docx", readPackaged<ReadDocxFile>, nullptr},
+        {".odt", readPackaged<ReadOdtFile>, nullptr},
+        {".fb2", readPackaged<ReadFb2File>, nullptr},
     };
     return formats;
 }
@@ -282,6 +296,14 @@ const DocumentFormat *FindDocumentFormat(const QString &path)
         if (extension == QLatin1String(format.extension))
             return &format;
     return nullptr;
+}
+
+QString OpenFilterPatterns()
+{
+    QStringList patterns;
+    for (const DocumentFormat &format : DocumentFormats())
+        patterns << QLatin1Char('*') + QLatin1String(format.extension);
+    return patterns.join(QLatin1Char(' '));
 }
 
 bool ReadDocument(const QString &path, QString &text, QString &error, const ReadOptions &options)

@@ -57,6 +57,9 @@ const QList<DocumentFormat> &DocumentFormats();
 // The format of this file name by its extension; null when none is registered.
 const DocumentFormat *FindDocumentFormat(const QString &path);
 
+// The patterns of every readable extension, blank-separated, for a file dialog's filter.
+QString OpenFilterPatterns();
+
 // Reads any document by its extension as the table says. An unknown extension is raw text, or,
 // without unknownAsRaw, false with an empty message (nothing to say: the file is ignored).
 bool ReadDocument(const QString &path, QString &text, QString &error,

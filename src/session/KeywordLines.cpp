@@ -66,11 +66,28 @@ void SpeechSession::InterpretKeywordLine(const QString &In_Line)
             keywordPlay(up.mid(5).trimmed(), false);
     } else if (is("#BREAK")) {
         SplitNow = true;
+        BreakTitle = In_Line.trimmed().mid(6).trimmed();
     } else if (is("#WAIT")) {
         keywordWait(up.mid(5));
     } else if (SpeechState != StateSaving) {
         flowKeyword(up);
     }
+}
+
+QString SpeechSession::TakeLeadingBreakTitle()
+{
+    for (int i = SpeechLineIndex; i < SpeechLineCount; ++i) {
+        const QString line = SpeechLines.at(i).trimmed();
+        if (line.isEmpty())
+            continue;
+        if (!flow::KeywordForm(line).startsWith(QLatin1String("#BREAK")))
+            return {};
+        const QString title = line.mid(6).trimmed();
+        if (!title.isEmpty())
+            SpeechLineIndex = i + 1;
+        return title;
+    }
+    return {};
 }
 
 // The keywords that only act while speaking; any other line is a comment.

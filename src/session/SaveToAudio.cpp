@@ -2,6 +2,7 @@
 
 #include "audio/Beep.h"
 #include "audio/Mp3Encoder.h"
+#include "audio/SoundFileEncoder.h"
 #include "config/Dialogs.h"
 #include "config/KelPathManager.h"
 #include "config/MultiLang.h"
@@ -339,6 +340,15 @@ void SaveToAudio::StartSaving()
 
     // Extension, and the encoder an MP3 needs.
     QString wanted = QStringLiteral(".wav");
+    // Ogg Vorbis, Opus and FLAC, named by the target: rendered as WAV, encoded file by file.
+    if (SoundFileEncoder::Handles(AudioFilePath)) {
+        AudioFileType = FileTypeWav;
+        wanted = KelPathManager::GetExtension(AudioFilePath).toLower();
+    }
+    if (!startM4b(wanted)) {
+        giveUp();
+        return;
+    }
     if (AudioFileType == FileTypeMp3) {
         wanted = QStringLiteral(".mp3");
         m_lame = Mp3Encoder::findLame(s.AppFolder);
@@ -398,10 +408,11 @@ void SaveToAudio::StartSaving()
     if (s.SpeechLineCount == 0)
         return;
 
-    // Volumes get a folder of their own, named as the target.
-    if (splitting()) {
+    // Volumes get a folder of their own, named as the target (an audiobook holds them as chapters).
+    m_resumeJournal.clear();
+    if (splitting() && !m_m4b) {
         const QString folder = QDir(AudioFileFolder).filePath(VolumeTitle);
-        if (QFileInfo::exists(folder) || !QDir().mkdir(folder)) {
+        if (!offerResume(folder) && (QFileInfo::exists(folder) || !QDir().mkdir(folder))) {
             fail(Translate(QStringLiteral("Cannot create the folder %1: it exists already or "
                                           "the disk refuses it."))
                      .arg(folder));
@@ -416,6 +427,8 @@ void SaveToAudio::StartSaving()
     s.SpeechLineIndex = 0;
     AudioVolumeNumber = 1;
     s.SplitNow = false;
+    s.BreakTitle.clear();
+    applyResume();
     Aborted = false;
     SaveProgress = 0;
     m_encodedBytes = 0;
@@ -443,11 +456,21 @@ void SaveToAudio::StartSaving()
         }
     }
 
-    const QString announcement = Announcement(1, VolumeTitle, SpeakVolumeNumberAndVolumeTitle);
+    const QString firstTitle = m_resume.volume > 1 ? m_resume.title
+                               : splitting()       ? s.TakeLeadingBreakTitle()
+                                                   : QString();
+    m_chapterTitle = !firstTitle.isEmpty() ? firstTitle
+                     : splitting()         ? VolumeTitle + QStringLiteral(" 1")
+                                           : VolumeTitle;
+    const QString announcement =
+        Announcement(AudioVolumeNumber, firstTitle.isEmpty() ? VolumeTitle : firstTitle,
+                     SpeakVolumeNumberAndVolumeTitle);
     m_renderedBytes = 0;
     if (s.HiddenMode)
         m_terminal.start();
     m_phase = Phase::Rendering;
+    startSubtitles();
+    journalVolume(firstTitle);
     if (!openVolume(announcement))
         return;
     s.ShowStateSaving();
@@ -562,7 +585,8 @@ bool SaveToAudio::closeVolume(bool endOfText)
                 current->encoder->kill();
             m_volumes.erase(current);
         }
-        MoveAudioToTarget(AudioTempPath, target);
+        if (!keepForM4b(AudioTempPath, bytes))
+            MoveAudioToTarget(AudioTempPath, target);
     }
     return true;
 }
@@ -573,7 +597,15 @@ void SaveToAudio::MoveAudioToTarget(const QString &In_Temp, const QString &In_Ta
 {
     inBackground(In_Temp, [In_Temp, In_Target] {
         QString error;
-        ReplaceFile(In_Temp, In_Target, &error);
+        if (!SoundFileEncoder::Handles(In_Target)) {
+            ReplaceFile(In_Temp, In_Target, &error);
+        } else if (SoundFileEncoder::EncodeWav(In_Temp, In_Target,
+                                               QFileInfo(In_Target).completeBaseName(), &error)) {
+            QFile::remove(In_Temp);
+        } else {
+            error += QStringLiteral("\r\n") +
+                     Translate(QStringLiteral("The audio stays in %1.")).arg(In_Temp);
+        }
         return error;
     });
 }
@@ -792,8 +824,14 @@ void SaveToAudio::SaveStep()
             if (!closeVolume(s.SpeechLineIndex >= s.SpeechLineCount))
                 return;
             if (s.SpeechLineIndex < s.SpeechLineCount) {
-                if (!openVolume(Announcement(AudioVolumeNumber, VolumeTitle,
-                                             SpeakVolumeNumberAndVolumeTitle)))
+                const QString title = s.BreakTitle.isEmpty() ? VolumeTitle : s.BreakTitle;
+                m_chapterTitle = s.BreakTitle.isEmpty() ? VolumeTitle + QLatin1Char(' ') +
+                                                              QString::number(AudioVolumeNumber)
+                                                        : s.BreakTitle;
+                journalVolume(s.BreakTitle);
+                s.BreakTitle.clear();
+                if (!openVolume(
+                        Announcement(AudioVolumeNumber, title, SpeakVolumeNumberAndVolumeTitle)))
                     return;
                 continue;
             }
@@ -802,6 +840,7 @@ void SaveToAudio::SaveStep()
         if (s.SpeechLineIndex >= s.SpeechLineCount) {
             if (!splitting() && !closeVolume(true))
                 return;
+            finishM4b();
             restoreVolume();
             pumpEncoders();
             if (!encodersDone()) {
@@ -829,7 +868,7 @@ void SaveToAudio::renderLine()
         s.InterpretKeywordLine(line);
     } else if (!external()) {
         s.PersistTags = s.TagsForCurrentLineOnly == 0 ? 1 : 0;
-        s.PlayTTSToFile(line);
+        noteCue(s.PlayTTSToFile(line), line);
     } else {
         if (Sapi4FileOpen) {
             Sapi4FileOpen = false;
@@ -916,6 +955,8 @@ void SaveToAudio::endSave()
     // settled first, so that its errors are told too.
     while (!settleBackground())
         QThread::msleep(5);
+    finishSubtitles();
+    finishResume();
     restoreVolume();
     m_terminal.finish();
     const bool beeps = !m_batchSave && BatchMode != 2 && !s.HiddenMode && !m_failed;

@@ -1,9 +1,12 @@
 #pragma once
 
+#include "audio/M4bWriter.h"
 #include "audio/PcmFormat.h"
+#include "session/Subtitles.h"
 #include "session/TerminalProgress.h"
 
 #include <QElapsedTimer>
+#include <QHash>
 #include <QList>
 #include <QMutex>
 #include <QObject>
@@ -47,6 +50,7 @@ public:
     bool SpeakVolumeNumberAndVolumeTitle = false;
     bool AddInitialAndFinalSilence = false;
     bool AlwaysSaveAudioWithMaxVolume = false;
+    bool WriteSubtitles = false; // an .srt and an .lrc beside each file (built-in voices)
     bool RunWithIdlePriority = false;
     int Mp3Quality = Balanced;
 
@@ -149,6 +153,47 @@ private:
     void forget(const QString &path);
     void progress(const QString &what, bool grayed);
     void restoreVolume();
+
+    // An audiobook (.m4b) of one chapter a volume (SaveToAudioM4b.cpp): the volumes stay
+    // temporary WAVs until ffmpeg joins them at the end.
+    bool startM4b(QString &wanted);
+    bool keepForM4b(const QString &wav, qint64 bytes);
+    void finishM4b();
+    bool m_m4b = false;
+    QString m_ffmpeg;
+    QString m_chapterTitle; // of the volume being written
+    QList<M4bWriter::Part> m_m4bParts;
+
+    // Resuming a save cut short (SaveToAudioResume.cpp).
+    struct Resume
+    {
+        int volume = 0; // the volume to go on with; 0: from the start
+        int line = 0;
+        QString title;
+        bool startOver = false;
+    };
+    QString resumeFingerprint() const;
+    bool offerResume(const QString &folder);
+    void applyResume();
+    void journalVolume(const QString &title);
+    void finishResume();
+    Resume m_resume;
+    QString m_resumeJournal;
+
+    // Subtitles (SaveToAudioSubtitles.cpp).
+    struct CueLine
+    {
+        QString target;
+        int bytesPerSecond = 0;
+        QString text;
+    };
+    void startSubtitles();
+    void noteCue(int stream, const QString &line);
+    void finishSubtitles();
+    QMetaObject::Connection m_cueConnection;
+    QHash<int, CueLine> m_cueLines; // by stream, until the engine reports where it went
+    QHash<QString, QList<SubtitleCue>> m_cues;
+    QStringList m_cueTargets;
 
     // File work of worker threads, shared with them.
     struct BackgroundFiles

@@ -500,21 +500,24 @@ void SpeechSession::PlayTTS(QString In_Testo)
     }
 }
 
-void SpeechSession::PlayTTSToFile(QString In_Testo)
+int SpeechSession::PlayTTSToFile(QString In_Testo)
 {
     In_Testo.replace(Tab, Blank);
     const QString trimmed = In_Testo.trimmed();
     if (trimmed.isEmpty() || !Voice)
-        return;
+        return 0;
+    int stream = 0;
     // The save step waits for the engine itself, within its time budget.
     if (EngineKind != 1) {
         WrapQuotedForEngine(In_Testo);
-        Voice->Speak(In_Testo, PersistTags != 1 ? SVSFlagsAsync | SVSFIsXML
-                                                : SVSFlagsAsync | SVSFIsXML | SVSFPersistXML);
+        stream =
+            Voice->Speak(In_Testo, PersistTags != 1 ? SVSFlagsAsync | SVSFIsXML
+                                                    : SVSFlagsAsync | SVSFIsXML | SVSFPersistXML);
     } else if (DSS) {
         DSS->SpeakText(In_Testo);
     }
     AudioCharsWritten += trimmed.size();
+    return stream;
 }
 
 void SpeechSession::PurgeSpeech()

@@ -108,6 +108,11 @@ public:
     // Keyword lines and script flow.
     QString PlayOverTempPath;
     bool SplitNow = false;
+    // The title of the volume a "#BREAK <title>" line opens (chapters of an opened book).
+    QString BreakTitle;
+    // A titled #BREAK before any spoken line names the first volume instead of splitting: its
+    // title, with SpeechLineIndex moved past it; empty when the text does not begin so.
+    QString TakeLeadingBreakTitle();
     QStringList RecognitionPhrases;
     QString RecognizedText;
     int RecognitionTimeout = -1;
@@ -197,7 +202,8 @@ public:
 
     // Handing text to the engine.
     void PlayTTS(QString In_Testo);
-    void PlayTTSToFile(QString In_Testo);
+    // The stream number the engine gave the line; 0 when nothing was spoken.
+    int PlayTTSToFile(QString In_Testo);
     void PurgeSpeech();
     void ResetEngineTags();
 

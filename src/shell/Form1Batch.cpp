@@ -4,6 +4,7 @@
 
 #include "config/Dialogs.h"
 #include "config/MultiLang.h"
+#include "documents/DocumentReaders.h"
 #include "session/SaveToAudio.h"
 #include "shell/FrameRecord.h"
 #include "textprep/Text.h"
@@ -77,7 +78,7 @@ void Form1::menuBatchConversion_Click()
     const QStringList files = Dialogs::instance()->openFileNames(
         this, Translate(QStringLiteral("Open File...")),
         Translate(QStringLiteral("All supported formats (*.txt *.doc *.rtf *.html *.pdf)")) +
-            QStringLiteral(" (*.txt *.doc *.rtf *.htm *.html *.pdf)"));
+            QStringLiteral(" (") + OpenFilterPatterns() + QLatin1Char(')'));
     if (!files.isEmpty())
         m_batch.Run(files);
     Text1->setFocus();

@@ -35,7 +35,7 @@ QString openFilter()
 {
     // The description as the user reads it, then the patterns the dialog filters by.
     return Translate(QStringLiteral("All supported formats (*.txt *.doc *.rtf *.html *.pdf)")) +
-           QStringLiteral(" (*.txt *.doc *.rtf *.htm *.html *.pdf)");
+           QStringLiteral(" (") + OpenFilterPatterns() + QLatin1Char(')');
 }
 
 } // namespace
@@ -225,10 +225,7 @@ void Form1::Text1_DropFile(QString &path)
         InsertKeywordText(QStringLiteral("#PLAY \"") + path + QStringLiteral("\"\r\n"));
         return;
     }
-    static const QStringList documents = {QStringLiteral(".txt"),  QStringLiteral(".htm"),
-                                          QStringLiteral(".html"), QStringLiteral(".rtf"),
-                                          QStringLiteral(".doc"),  QStringLiteral(".pdf")};
-    if (!documents.contains(extension) || !QFileInfo::exists(path))
+    if (!FindDocumentFormat(path) || !QFileInfo::exists(path))
         return; // other kinds are ignored, without a word
     QString error;
     const QString text = ReadDocumentText(path, &error);

@@ -90,6 +90,7 @@ const Entry OptionsMenu[] = {
 const Entry AudioBookMenu[] = {
     {"menuSplitWavOrMp3"},
     {"menuAddInitialAndFinalSilence"},
+    {"menuWriteSubtitles"},
     Separator,
     {"menuSpeakVolumeTitleAndVolumeNumber"},
     {"menuSpeakVolumeNumberAndVolumeTitle"},

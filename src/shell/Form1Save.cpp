@@ -115,6 +115,8 @@ void Form1::buildSaveMenus()
                   "Add &initial and final silence to wav or mp3", first);
     connect(menuAddInitialAndFinalSilence, &QAction::toggled, this,
             [&save](bool on) { save.AddInitialAndFinalSilence = on; });
+    QAction *subtitles = checkItem(book, "menuWriteSubtitles", "&Write subtitles", first);
+    connect(subtitles, &QAction::toggled, this, [&save](bool on) { save.WriteSubtitles = on; });
     book->insertSeparator(first);
     menuSpeakVolumeTitleAndVolumeNumber = checkItem(book, "menuSpeakVolumeTitleAndVolumeNumber",
                                                     "Speak volume &title and volume number", first);
@@ -169,6 +171,10 @@ void Form1::buildSaveMenus()
     save.ChooseTarget = [this](const QString &proposed, int &type) {
         const QString wav = Translate(QStringLiteral("Wav File (*.wav)"));
         const QString mp3 = Translate(QStringLiteral("Mp3 File (*.mp3)"));
+        const QStringList others = {Translate(QStringLiteral("Ogg Vorbis File (*.ogg)")),
+                                    Translate(QStringLiteral("Opus File (*.opus)")),
+                                    Translate(QStringLiteral("FLAC File (*.flac)")),
+                                    Translate(QStringLiteral("M4B Audiobook (*.m4b)"))};
         QString selected = type == SaveToAudio::FileTypeWav ? wav : mp3;
         const QString folder = m_session.saver().CurrentFilePath.isEmpty()
                                    ? QString()
@@ -176,8 +182,16 @@ void Form1::buildSaveMenus()
         const QString path = QFileDialog::getSaveFileName(
             this, Translate(QStringLiteral("Save Audio File as...")),
             folder.isEmpty() ? proposed : folder + QLatin1Char('/') + proposed,
-            wav + QStringLiteral(";;") + mp3, &selected, QFileDialog::DontConfirmOverwrite);
-        type = selected == wav ? SaveToAudio::FileTypeWav : SaveToAudio::FileTypeMp3;
+            QStringList({wav, mp3}).join(QStringLiteral(";;")) + QStringLiteral(";;") +
+                others.join(QStringLiteral(";;")),
+            &selected, QFileDialog::DontConfirmOverwrite);
+        type = selected == mp3 ? SaveToAudio::FileTypeMp3 : SaveToAudio::FileTypeWav;
+        if (others.contains(selected) && !path.isEmpty()) {
+            // The save knows these formats by the target's extension.
+            const QString extension = selected.section(QLatin1String("(*"), 1).chopped(1);
+            if (!path.endsWith(extension, Qt::CaseInsensitive))
+                return QString(path + extension);
+        }
         if (path.isEmpty())
             Text1->setFocus();
         return path;
@@ -251,6 +265,8 @@ void Form1::loadSaveSettings(const IniFile &ini)
     menuSpeakVolumeTitleAndVolumeNumber->setChecked(
         IniBool(read("SpeakVolumeTitleAndVolumeNumber", "True")));
     menuAddInitialAndFinalSilence->setChecked(IniBool(read("AddInitialAndFinalSilence", "False")));
+    findChild<QAction *>(QStringLiteral("menuWriteSubtitles"))
+        ->setChecked(IniBool(read("WriteSubtitles", "False")));
     int split = IniVal(read("SplitMp3Size", "0"));
     if (split < 0 || split >= SaveToAudio::SplitSizeCount)
         split = 0;
@@ -276,6 +292,7 @@ void Form1::saveSaveSettings(IniFile &ini)
     write("SpeakVolumeTitleAndVolumeNumber",
           yesNo(menuSpeakVolumeTitleAndVolumeNumber->isChecked()));
     write("AddInitialAndFinalSilence", yesNo(menuAddInitialAndFinalSilence->isChecked()));
+    write("WriteSubtitles", yesNo(save.WriteSubtitles));
     write("ExtensionFilterIndex", QString::number(save.AudioFileType));
     write("SplitMp3Size", QString::number(save.SplitSizeIndex));
 }

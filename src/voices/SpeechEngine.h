@@ -88,6 +88,10 @@ signals:
     void StartStream(int streamNumber, qint64 streamPosition);
     void EndStream(int streamNumber, qint64 streamPosition);
     void AudioLevel(int streamNumber, qint64 streamPosition, int level);
+    // Rendering into a file: the audio of a stream lies between these byte offsets of the
+    // file's samples. Sent by the engine's worker once the stream is in the file; it arrives
+    // queued on the receiver's thread.
+    void OutputWritten(int streamNumber, qint64 startBytes, qint64 endBytes);
 };
 
 } // namespace tonaris

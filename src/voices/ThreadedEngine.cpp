@@ -269,6 +269,7 @@ void ThreadedEngine::Private::waitIdle()
 void ThreadedEngine::Private::render(Job &job)
 {
     JobSink sink(output, job, generation);
+    const qint64 startBytes = file ? file->dataBytes() : 0;
     if (file)
         sink.toFile(file.get(), fileConverter.get(), &fileBuffer, &fileBytes);
     sink.marker(AudioMarker::StartStream);
@@ -304,6 +305,8 @@ void ThreadedEngine::Private::render(Job &job)
     }
     sink.marker(AudioMarker::EndStream);
     sink.flush();
+    if (file && !sink.cancelled())
+        emit q->OutputWritten(job.stream, startBytes, file->dataBytes());
 }
 
 // Hands a job to the worker. A synchronous call waits with the event loop running, so that

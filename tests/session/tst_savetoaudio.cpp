@@ -4,6 +4,7 @@
 #include "TestSupport.h"
 #include "audio/Beep.h"
 #include "audio/Mp3Encoder.h"
+#include "audio/SoundFileEncoder.h"
 #include "session/SaveToAudio.h"
 #include "session/SpeechSession.h"
 #include "voices/EspeakEngine.h"
@@ -11,6 +12,9 @@
 
 #include <QDir>
 #include <QFile>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
 #include <QProcess>
 #include <QRegularExpression>
 #include <QSignalSpy>
@@ -18,6 +22,11 @@
 #include <QSysInfo>
 #include <QTemporaryDir>
 #include <QTest>
+
+#include <sndfile.h>
+
+#include <cmath>
+#include <vector>
 
 using namespace tonaris;
 
@@ -264,6 +273,9 @@ private slots:
         QTest::newRow("break on the last line")
             << 5 << QStringLiteral("One.\r\nTwo.\r\n#BREAK") << 0 << 1;
         QTest::newRow("custom without breaks") << 5 << long30 << 1 << 1;
+        QTest::newRow("titled breaks, first one names volume 1")
+            << 5 << QStringLiteral("\r\n#BREAK Chapter 1\r\nOne.\r\n#BREAK Chapter 2\r\nTwo.") << 1
+            << 2;
     }
 
     void volumes()
@@ -315,6 +327,200 @@ private slots:
             QVERIFY2(first > m_untitled + 0.7,
                      qPrintable(QStringLiteral("%1 %2").arg(first).arg(m_untitled)));
         }
+    }
+
+    // Ogg Vorbis, Opus and FLAC: a save by the target's extension, and the encoder decoded back
+    // against the very WAV it was given (the engine's timing varies a little between saves).
+    void compressedFormats_data()
+    {
+        QTest::addColumn<QString>("extension");
+        QTest::newRow("ogg") << QStringLiteral("ogg");
+        QTest::newRow("opus") << QStringLiteral("opus");
+        QTest::newRow("flac") << QStringLiteral("flac");
+    }
+
+    void compressedFormats()
+    {
+        QFETCH(QString, extension);
+        const QString text = QStringLiteral("Hello world, this is one line.\r\nAnd a second.");
+        const QString wav = path(QStringLiteral("reference.wav"));
+        if (!QFile::exists(wav))
+            QVERIFY(saveText(text, wav, 1));
+        const QString target = path(QStringLiteral("Caffè.") + extension);
+        QVERIFY(saveText(text, target, 1));
+        QVERIFY2(dialogs.messages.isEmpty(), qPrintable(dialogs.messages.join(u'\n')));
+        QCOMPARE(save().ExitStatus, 0);
+        QCOMPARE(leftovers(m_dir.path()), QStringList());
+        const QString direct = path(QStringLiteral("direct.") + extension);
+        QString error;
+        QVERIFY2(SoundFileEncoder::EncodeWav(wav, direct, QStringLiteral("Direct"), &error),
+                 qPrintable(error));
+        const auto decode = [](const QString &file, double &seconds, double &rms, QString &title) {
+            SF_INFO info{};
+            SNDFILE *f = sf_open(QFile::encodeName(file).constData(), SFM_READ, &info);
+            if (!f)
+                return false;
+            std::vector<float> samples(size_t(info.frames * info.channels));
+            const sf_count_t got = sf_readf_float(f, samples.data(), info.frames);
+            double sum = 0;
+            for (float v : samples)
+                sum += double(v) * v;
+            seconds = double(got) / info.samplerate;
+            rms = std::sqrt(sum / std::max<size_t>(1, samples.size()));
+            title = QString::fromUtf8(sf_get_string(f, SF_STR_TITLE));
+            sf_close(f);
+            return got == info.frames;
+        };
+        double wavSeconds = 0, seconds = 0, wavRms = 0, rms = 0, savedSeconds = 0, savedRms = 0;
+        QString title, savedTitle;
+        QVERIFY(decode(wav, wavSeconds, wavRms, title));
+        QVERIFY(decode(direct, seconds, rms, title));
+        QVERIFY(decode(target, savedSeconds, savedRms, savedTitle));
+        QVERIFY2(std::abs(seconds - wavSeconds) < wavSeconds * 0.01,
+                 qPrintable(QStringLiteral("%1 %2").arg(seconds).arg(wavSeconds)));
+        QVERIFY2(rms > wavRms * 0.7 && rms < wavRms * 1.3,
+                 qPrintable(QStringLiteral("%1 %2").arg(rms).arg(wavRms)));
+        QVERIFY2(std::abs(savedSeconds - wavSeconds) < wavSeconds * 0.1 && savedRms > wavRms * 0.7,
+                 qPrintable(QStringLiteral("%1 %2").arg(savedSeconds).arg(savedRms)));
+        if (extension != QLatin1String("opus")) // libsndfile does not read Opus tags back
+            QCOMPARE(savedTitle, QStringLiteral("Caffè"));
+    }
+
+    // One cue a spoken line, in order, inside its file's audio, for single files and volumes.
+    void subtitles_data()
+    {
+        QTest::addColumn<int>("split");
+        QTest::addColumn<int>("format");
+        QTest::addColumn<QStringList>("files"); // each file's cue texts joined by "|"
+        QTest::newRow("one wav") << 0 << 1
+                                 << QStringList{QStringLiteral("First line.|Second, "
+                                                               "emphasised.|Third.")};
+        QTest::newRow("mp3 volumes")
+            << 5 << 0
+            << QStringList{QStringLiteral("First line.|Second, emphasised."),
+                           QStringLiteral("Third.")};
+    }
+
+    void subtitles()
+    {
+        QFETCH(int, split);
+        QFETCH(int, format);
+        QFETCH(QStringList, files);
+        save().menuSplitSize_Click(split);
+        save().WriteSubtitles = true;
+        const QString name = QStringLiteral("sub %1").arg(QTest::currentDataTag());
+        const QString ext = format == 1 ? QStringLiteral(".wav") : QStringLiteral(".mp3");
+        const bool ok = saveText(QStringLiteral("First line.\r\n\r\nSecond, <emph>emphasised"
+                                                "</emph>.\r\n#BREAK\r\nThird."),
+                                 path(name), format);
+        save().WriteSubtitles = false;
+        QVERIFY(ok);
+        QVERIFY2(dialogs.messages.isEmpty(), qPrintable(dialogs.messages.join(u'\n')));
+        for (int i = 0; i < files.size(); ++i) {
+            const QString base =
+                split
+                    ? path(name) + QStringLiteral("/%1_").arg(i + 1, 3, 10, QLatin1Char('0')) + name
+                    : path(name);
+            const double seconds = duration(format == 1 ? base + ext : decoded(base + ext));
+            QFile srt(base + QStringLiteral(".srt"));
+            QVERIFY2(srt.open(QIODevice::ReadOnly), qPrintable(srt.fileName()));
+            QVERIFY(QFile::exists(base + QStringLiteral(".lrc")));
+            static const QRegularExpression cue(
+                QStringLiteral("(\\d+)\r\n(\\d\\d):(\\d\\d):(\\d\\d),(\\d{3}) --> "
+                               "(\\d\\d):(\\d\\d):(\\d\\d),(\\d{3})\r\n([^\r\n]*)\r\n"));
+            QStringList texts;
+            double previousEnd = 0;
+            auto it = cue.globalMatch(QString::fromUtf8(srt.readAll()));
+            while (it.hasNext()) {
+                const auto m = it.next();
+                const auto at = [&](int first) {
+                    return m.captured(first).toInt() * 3600 + m.captured(first + 1).toInt() * 60 +
+                           m.captured(first + 2).toInt() + m.captured(first + 3).toInt() / 1000.0;
+                };
+                const double start = at(2), end = at(6);
+                QCOMPARE(m.captured(1).toInt(), texts.size() + 1);
+                QVERIFY2(start >= previousEnd - 0.001 && end > start + 0.3 && end <= seconds + 0.05,
+                         qPrintable(QStringLiteral("%1 %2 %3").arg(start).arg(end).arg(seconds)));
+                previousEnd = end;
+                texts << m.captured(10);
+            }
+            QCOMPARE(texts.join(QLatin1Char('|')), files.at(i));
+        }
+    }
+
+    // An audiobook: one chapter a volume, titled as the volumes are, in one .m4b file.
+    void audiobook_data()
+    {
+        QTest::addColumn<int>("split");
+        QTest::addColumn<QString>("text");
+        QTest::addColumn<QStringList>("chapters");
+        QTest::newRow("titled breaks")
+            << 5 << QStringLiteral("#BREAK Chapter one\r\nFirst.\r\n#BREAK Chapter two\r\nSecond.")
+            << QStringList{QStringLiteral("Chapter one"), QStringLiteral("Chapter two")};
+        QTest::newRow("one file") << 0 << QStringLiteral("Only one part.")
+                                  << QStringList{QStringLiteral("My \"book\"; = #1")};
+    }
+
+    void audiobook()
+    {
+        QFETCH(int, split);
+        QFETCH(QString, text);
+        QFETCH(QStringList, chapters);
+        if (QStandardPaths::findExecutable(QStringLiteral("ffprobe")).isEmpty())
+            QSKIP("ffmpeg is needed");
+        save().menuSplitSize_Click(split);
+        const QString name = QStringLiteral("My \"book\"; = #1");
+        QDir(m_dir.path()).mkdir(QStringLiteral("m4b"));
+        const QString target = path(QStringLiteral("m4b/") + name + QStringLiteral(".m4b"));
+        QVERIFY(saveText(text, target, 0));
+        QVERIFY2(dialogs.messages.isEmpty(), qPrintable(dialogs.messages.join(u'\n')));
+        QCOMPARE(QDir(path(QStringLiteral("m4b")))
+                     .entryList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot),
+                 QStringList{QFileInfo(target).fileName()});
+        const QJsonObject probe =
+            QJsonDocument::fromJson(
+                run(QStringLiteral("ffprobe"),
+                    {QStringLiteral("-v"), QStringLiteral("error"),
+                     QStringLiteral("-show_chapters"), QStringLiteral("-show_format"),
+                     QStringLiteral("-of"), QStringLiteral("json"), target})
+                    .toUtf8())
+                .object();
+        QStringList titles;
+        double previousEnd = 0;
+        for (const QJsonValue &chapter : probe.value(QStringLiteral("chapters")).toArray()) {
+            const QJsonObject c = chapter.toObject();
+            titles << c.value(QStringLiteral("tags"))
+                          .toObject()
+                          .value(QStringLiteral("title"))
+                          .toString();
+            const double start = c.value(QStringLiteral("start_time")).toString().toDouble();
+            const double end = c.value(QStringLiteral("end_time")).toString().toDouble();
+            QVERIFY(std::abs(start - previousEnd) < 0.01 && end > start + 0.3);
+            previousEnd = end;
+        }
+        QCOMPARE(titles, chapters);
+        const QJsonObject format = probe.value(QStringLiteral("format")).toObject();
+        QCOMPARE(format.value(QStringLiteral("tags"))
+                     .toObject()
+                     .value(QStringLiteral("title"))
+                     .toString(),
+                 name);
+        const double seconds = format.value(QStringLiteral("duration")).toString().toDouble();
+        QVERIFY2(std::abs(seconds - previousEnd) < 0.1, qPrintable(QString::number(seconds)));
+    }
+
+    // A titled #BREAK (a book's chapter) speaks its title instead of the target's name.
+    void chapterTitles()
+    {
+        save().menuSplitSize_Click(5);
+        save().SpeakVolumeTitleAndVolumeNumber = true;
+        const QString name = QStringLiteral("c");
+        QVERIFY(saveText(QStringLiteral("#BREAK A\r\nSame words.\r\n#BREAK A much longer title "
+                                        "for the second chapter of the book\r\nSame words."),
+                         path(name), 1));
+        const double first = duration(path(name) + QStringLiteral("/001_c.wav"));
+        const double second = duration(path(name) + QStringLiteral("/002_c.wav"));
+        QVERIFY2(second > first + 1.5, qPrintable(QStringLiteral("%1 %2").arg(first).arg(second)));
     }
 
     // The percentage only grows; an MP3 save shows how much audio the encoder has had, which
