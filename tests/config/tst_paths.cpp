@@ -125,26 +125,19 @@ private slots:
     {
         QTest::addColumn<QString>("query");
         QTest::addColumn<QString>("expected"); // relative to the tree, "" for nothing
-        QTest::newRow("exact") << "Sounds/ding.wav"
-                               << "Sounds/ding.wav";
-        QTest::newRow("upper-cased") << "SOUNDS/DING.WAV"
-                                     << "Sounds/ding.wav";
-        QTest::newRow("absolute, upper-cased") << "ABS:SOUNDS/DING.WAV"
-                                               << "Sounds/ding.wav";
-        QTest::newRow("ambiguous pair: code-point order") << "MUSIC/SONG.WAV"
-                                                          << "Music/Song.WAV";
-        QTest::newRow("exact beats the ambiguity") << "Music/song.wav"
-                                                   << "Music/song.wav";
-        QTest::newRow("folder leading nowhere is passed over") << "DATA/X.TXT"
-                                                               << "Data/x.txt";
-        QTest::newRow("dot dot") << "SOUNDS/../MUSIC/SONG.WAV"
-                                 << "Music/Song.WAV";
-        QTest::newRow("folder itself") << "SOUNDS/"
-                                       << "Sounds";
-        QTest::newRow("missing") << "SOUNDS/NONE.WAV"
-                                 << "";
-        QTest::newRow("empty") << ""
-                               << "";
+        const auto row = [](const char *name, const char *query, const char *expected) {
+            QTest::newRow(name) << query << expected;
+        };
+        row("exact", "Sounds/ding.wav", "Sounds/ding.wav");
+        row("upper-cased", "SOUNDS/DING.WAV", "Sounds/ding.wav");
+        row("absolute, upper-cased", "ABS:SOUNDS/DING.WAV", "Sounds/ding.wav");
+        row("ambiguous pair: code-point order", "MUSIC/SONG.WAV", "Music/Song.WAV");
+        row("exact beats the ambiguity", "Music/song.wav", "Music/song.wav");
+        row("folder leading nowhere is passed over", "DATA/X.TXT", "Data/x.txt");
+        row("dot dot", "SOUNDS/../MUSIC/SONG.WAV", "Music/Song.WAV");
+        row("folder itself", "SOUNDS/", "Sounds");
+        row("missing", "SOUNDS/NONE.WAV", "");
+        row("empty", "", "");
     }
     void findFileCaseInsensitive()
     {
@@ -154,7 +147,7 @@ private slots:
         for (const char *name : {"Sounds/ding.wav", "Music/Song.WAV", "Music/song.wav",
                                  "Data/x.txt", "DATA/other.txt"}) {
             QVERIFY(QDir(dir.path()).mkpath(QFileInfo(dir.filePath(name)).path()));
-            QVERIFY(QFile(dir.filePath(name)).open(QIODevice::WriteOnly));
+            tonaris::test::writeFile(dir.filePath(name), {});
         }
         if (query.startsWith("ABS:"))
             query = dir.path().toUpper() + u'/' + query.mid(4);
