@@ -172,22 +172,6 @@ private slots:
             QVERIFY2(!g.entries.isEmpty(), qPrintable(g.caption));
         QVERIFY(!LoadCustomTags(DataRoot + QStringLiteral("none.txt")).menuVisible());
     }
-
-    void stringInsertAt_data()
-    {
-        QTest::addColumn<int>("position");
-        QTest::addColumn<QString>("result");
-        QTest::newRow("start") << 0 << "XYabc";
-        QTest::newRow("middle") << 2 << "abXYc";
-        QTest::newRow("end") << 3 << "abcXY";
-        QTest::newRow("negative") << -1 << "";
-        QTest::newRow("beyond the end") << 4 << "";
-    }
-    void stringInsertAt()
-    {
-        QFETCH(int, position);
-        QTEST(StringInsertAt(position, QStringLiteral("abc"), QStringLiteral("XY")), "result");
-    }
 };
 
 TONARIS_TEST_MAIN(TestTextPrep)
