@@ -100,25 +100,6 @@ private slots:
         QCOMPARE(text, readUtf8(folder + (hard ? "/expected-hard.txt" : "/expected.txt")));
     }
 
-    // Whole books: every paragraph of ordinary prose ends as one line, the verse and the
-    // headings keep their lines.
-    void wholeBookParagraphsBecomeLines()
-    {
-        const QString book = test::corpusFile(QStringLiteral("devils-dictionary.txt"));
-        if (book.isEmpty())
-            QSKIP("the corpus is not beside the checkout");
-        QFile f(book);
-        QVERIFY(f.open(QIODevice::ReadOnly));
-        QString text = QString::fromLatin1(f.readAll());
-        const qsizetype verse = text.count(QStringLiteral("\r\n  "));
-        RemoveReturnCarriages(text, false);
-        QVERIFY(text.contains(QStringLiteral(
-            "ABATIS, n.  Rubbish in front of a fort, to prevent the rubbish outside from "
-            "molesting the rubbish inside.\r\n\r\n")));
-        QCOMPARE(text.count(QStringLiteral("\r\n  ")), verse);
-        QVERIFY(text.contains(QStringLiteral("\r\nABRACADABRA.\r\n\r\n  By _Abracadabra_")));
-    }
-
     void conversionsTable_data() { addFolderRows(QStringLiteral("conversions")); }
     void conversionsTable()
     {
