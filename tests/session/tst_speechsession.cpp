@@ -359,16 +359,6 @@ private slots:
         QCOMPARE(s->SpeechState, 0);
     }
 
-    void endStreamShortensTheWait()
-    {
-        s->TimerSpeech.start();
-        voice->finish();
-        QCOMPARE(s->TimerSpeech.interval(), 1);
-        tick();
-        QCOMPARE(s->TimerSpeech.interval(), 100);
-        s->TimerSpeech.stop();
-    }
-
     void hiddenRunEndsTheProgram()
     {
         s->HiddenMode = true;
