@@ -124,7 +124,8 @@ private slots:
         qInfo() << "seconds: normal" << normal << "no persist" << stillNormal << "persisted fast"
                 << fast << "after reset" << again;
         QVERIFY(normal > 1.0);
-        QVERIFY(fast < 0.6 * normal);
+        // The top rate is the engine's fastest, 450 words a minute: about 0.40 of the time.
+        QVERIFY(fast < 0.44 * normal);
         QVERIFY(stillNormal > 0.8 * normal);
         QVERIFY(again > 0.8 * normal);
     }
