@@ -340,6 +340,16 @@ private slots:
             QVERIFY2(lowestWhileEncoding < 90, qPrintable(QString::number(lowestWhileEncoding)));
     }
 
+    // A #WAIT becomes that much silence in the file.
+    void waitBecomesSilence()
+    {
+        const QString wav = path(QStringLiteral("waited"));
+        QVERIFY(saveText(QStringLiteral("One.\r\n#WAIT 3\r\nTwo."), wav, 1));
+        const double seconds = duration(wav + QStringLiteral(".wav"));
+        QVERIFY2(seconds > 3.4 && seconds < 6, qPrintable(QString::number(seconds)));
+        QVERIFY(peak(wav + QStringLiteral(".wav"), 1.2, 1.6) < 0.02);
+    }
+
     void announcementAndPresets()
     {
         QCOMPARE(SaveToAudio::Announcement(1, QStringLiteral("book"), false),
