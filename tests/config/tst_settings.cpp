@@ -92,6 +92,11 @@ private slots:
         row("blanks and quotes around", "[Settings]\nLastSavedFilename =  \"/a b\"  \n", "/a b");
         row("key of another section", "[Other]\nLastSavedFilename=x\n[Settings]\n", "none");
         row("empty value is no default", "[Settings]\nLastSavedFilename=\n", "");
+        const QString wide = QStringLiteral("[Settings]\r\nLastSavedFilename=/d/Città.txt\r\n");
+        row("utf-16 with mark",
+            QByteArray("\xFF\xFE", 2) +
+                QByteArray(reinterpret_cast<const char *>(wide.utf16()), wide.size() * 2),
+            "/d/Città.txt");
     }
     void read()
     {
