@@ -1,6 +1,7 @@
 #include "TestSupport.h"
 #include "audio/AudioOutput.h"
 #include "audio/AudioRecorder.h"
+#include "audio/Beep.h"
 
 #include <QCoreApplication>
 #include <QSignalSpy>
@@ -38,6 +39,13 @@ private slots:
         for (int i = 0; i < 3; ++i)
             QCOMPARE(spy.at(i).at(0).value<AudioMarker>().charPosition, i);
         QVERIFY(out.isIdle());
+    }
+
+    void beepsAreSilent()
+    {
+        for (int i = 0; i < 5; ++i)
+            Beep(200, 300);
+        QTest::qWait(400);
     }
 
     void recorderWithoutMicrophone()

@@ -30,15 +30,11 @@ class TestSoundServerRestart : public QObject
         QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
         env.insert(QStringLiteral("XDG_RUNTIME_DIR"), runtime.path());
         pulse.setProcessEnvironment(env);
-        pulse.start(QStringLiteral("pulseaudio"),
-                    {QStringLiteral("-D"), QStringLiteral("--exit-idle-time=-1"),
-                     QStringLiteral("-n"), QStringLiteral("--disable-shm=yes"),
-                     QStringLiteral("--use-pid-file=yes"), QStringLiteral("-L"),
-                     QStringLiteral("module-null-sink sink_name=restart_null"),
-                     QStringLiteral("-L"),
-                     QStringLiteral("module-native-protocol-unix socket=%1/pulse.sock "
-                                    "auth-anonymous=1")
-                         .arg(runtime.path())});
+        pulse.start("pulseaudio",
+                    {"-D", "--exit-idle-time=-1", "-n", "--disable-shm=yes", "--use-pid-file=yes",
+                     "-L", "module-null-sink sink_name=restart_null", "-L",
+                     "module-native-protocol-unix socket=" + runtime.path() +
+                         "/pulse.sock auth-anonymous=1"});
         if (!pulse.waitForFinished(20000) || pulse.exitCode() != 0)
             return false;
         QFile pid(runtime.path() + QStringLiteral("/pulse/pid"));
@@ -56,13 +52,11 @@ class TestSoundServerRestart : public QObject
         serverPid = 0;
     }
 
-    // Plays `ms` of tone; true when the end marker came no earlier than half its length, that is
-    // when it sounded rather than was skipped for want of a device.
+    // Plays `ms` of sound; true when the end marker came no earlier than half its length, that
+    // is when it sounded rather than was skipped for want of a device.
     static bool plays(AudioOutput &out, int ms)
     {
-        QList<qint16> pcm(qsizetype(22050) * ms / 1000);
-        for (qsizetype i = 0; i < pcm.size(); ++i)
-            pcm[i] = qint16((i % 50 < 25) ? 8000 : -8000);
+        const QList<qint16> pcm(qsizetype(22050) * ms / 1000, 8000);
         AudioMarker end;
         end.kind = AudioMarker::EndStream;
         end.sample = pcm.size();

@@ -11,6 +11,12 @@ void isolateEnvironment();
 // A file of the shared corpus of books, or an empty string when the corpus is not there.
 QString corpusFile(const QString &name);
 
+// Writes a file (its folder must exist) and returns its path; a failure ends the test program.
+QString writeFile(const QString &path, const QByteArray &bytes);
+
+// A WAV file of a tone: integer PCM of 8 to 32 bits, or 32-bit floats.
+QByteArray toneWav(int rate, int channels, int bits, int ms, double hz = 440, bool isFloat = false);
+
 // The descendant of that name; a missing one ends the test program, naming it.
 template <typename T> T *child(const QObject *parent, const char *name)
 {

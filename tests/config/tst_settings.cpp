@@ -15,12 +15,7 @@ using namespace tonaris;
 namespace {
 const QByteArray Missing; // a null array stands for "no file"
 
-void put(const QString &path, const QByteArray &bytes)
-{
-    QFile f(path);
-    QVERIFY(f.open(QIODevice::WriteOnly));
-    f.write(bytes);
-}
+using test::writeFile;
 QByteArray get(const QString &path)
 {
     QFile f(path);
@@ -37,7 +32,7 @@ class TestSettings : public QObject
     {
         const QString path = dir.filePath(QStringLiteral("s%1.ini").arg(++files));
         if (!bytes.isNull())
-            put(path, bytes);
+            writeFile(path, bytes);
         return path;
     }
 
@@ -48,28 +43,29 @@ private slots:
     {
         QTest::addColumn<QByteArray>("before");
         QTest::addColumn<QByteArray>("after"); // after Volume=50 is written to [Settings]
-        QTest::newRow("missing file") << Missing << QByteArray("[Settings]\nVolume=50\n");
-        QTest::newRow("empty file") << QByteArray("") << QByteArray("[Settings]\nVolume=50\n");
-        QTest::newRow("windows file keeps CR LF, text becomes UTF-8")
-            << QByteArray("[Settings]\r\nFontName=Caf\xe9\r\nVolume=10\r\nSpeed=0\r\n")
-            << QByteArray("[Settings]\r\nFontName=Caf\xc3\xa9\r\nVolume=50\r\nSpeed=0\r\n");
-        QTest::newRow("other sections and remarks survive, key ends its section")
-            << QByteArray("; mine\n[Other]\nVolume=1\n\n[settings]\nSpeed=3\n; end\n\n[X]\nx=y\n")
-            << QByteArray("; mine\n[Other]\nVolume=1\n\n[settings]\nSpeed=3\n; end\nVolume=50\n"
-                          "\n[X]\nx=y\n");
-        QTest::newRow("first key of any case updated where it stands")
-            << QByteArray("[Settings]\n volume = 1\nVolume=2\n")
-            << QByteArray("[Settings]\nvolume=50\nVolume=2\n");
-        QTest::newRow("missing section appended after a blank line")
-            << QByteArray("[Other]\na=b") << QByteArray("[Other]\na=b\n\n[Settings]\nVolume=50\n");
+        const auto row = [](const char *name, const QByteArray &before, const QByteArray &after) {
+            QTest::newRow(name) << before << after;
+        };
+        row("missing file", Missing, "[Settings]\nVolume=50\n");
+        row("empty file", "", "[Settings]\nVolume=50\n");
+        row("windows file keeps CR LF, text becomes UTF-8",
+            "[Settings]\r\nFontName=Caf\xe9\r\nVolume=10\r\nSpeed=0\r\n",
+            "[Settings]\r\nFontName=Caf\xc3\xa9\r\nVolume=50\r\nSpeed=0\r\n");
+        row("other sections and remarks survive, key ends its section",
+            "; mine\n[Other]\nVolume=1\n\n[settings]\nSpeed=3\n; end\n\n[X]\nx=y\n",
+            "; mine\n[Other]\nVolume=1\n\n[settings]\nSpeed=3\n; end\nVolume=50\n\n[X]\nx=y\n");
+        row("first key of any case updated where it stands", "[Settings]\n volume = 1\nVolume=2\n",
+            "[Settings]\nvolume=50\nVolume=2\n");
+        row("missing section appended after a blank line", "[Other]\na=b",
+            "[Other]\na=b\n\n[Settings]\nVolume=50\n");
     }
     void write()
     {
         QFETCH(QByteArray, before);
         QFETCH(QByteArray, after);
         const QString path = file(before);
-        QCOMPARE(IniRead(path, QStringLiteral("Settings"), QStringLiteral("Volume"), {}).size() < 3,
-                 true); // fills the cache, which the write must not leave stale
+        // Fills the cache, which the write must not leave stale.
+        QVERIFY(IniRead(path, QStringLiteral("Settings"), QStringLiteral("Volume"), {}).size() < 3);
         QVERIFY(IniWrite(path, QStringLiteral("Settings"), QStringLiteral("Volume"),
                          QStringLiteral("50")));
         QCOMPARE(get(path), after);
@@ -96,6 +92,11 @@ private slots:
         row("blanks and quotes around", "[Settings]\nLastSavedFilename =  \"/a b\"  \n", "/a b");
         row("key of another section", "[Other]\nLastSavedFilename=x\n[Settings]\n", "none");
         row("empty value is no default", "[Settings]\nLastSavedFilename=\n", "");
+        const QString wide = QStringLiteral("[Settings]\r\nLastSavedFilename=/d/Città.txt\r\n");
+        row("utf-16 with mark",
+            QByteArray("\xFF\xFE", 2) +
+                QByteArray(reinterpret_cast<const char *>(wide.utf16()), wide.size() * 2),
+            "/d/Città.txt");
     }
     void read()
     {
@@ -115,7 +116,7 @@ private slots:
     {
         const QString path = file("[Settings]\nVolume=1\n");
         QCOMPARE(IniRead(path, QStringLiteral("Settings"), QStringLiteral("Volume"), {}), "1");
-        put(path, "[Settings]\nVolume=200\n");
+        writeFile(path, "[Settings]\nVolume=200\n");
         QCOMPARE(IniRead(path, QStringLiteral("Settings"), QStringLiteral("Volume"), {}), "200");
     }
 
@@ -169,16 +170,16 @@ private slots:
         QTemporaryDir program, share;
         const QString beside = program.filePath(QStringLiteral("tonaris.ini"));
         QVERIFY(SettingsFilePath(program.path()).endsWith(QLatin1String("/tonaris/tonaris.ini")));
-        put(beside, "");
+        writeFile(beside, "");
         QCOMPARE(SettingsFilePath(program.path()), beside); // a portable copy
         // The program's folder first, then the user's data folder.
         const QString data = QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation) +
                              QStringLiteral("/tonaris");
         QVERIFY(QDir().mkpath(data));
-        put(program.filePath(QStringLiteral("Italiano.lng")), "");
-        put(data + QStringLiteral("/ITALIANO.LNG"), "");
-        put(data + QStringLiteral("/Deutsch.lng"), "");
-        put(data + QStringLiteral("/notes.txt"), "");
+        writeFile(program.filePath(QStringLiteral("Italiano.lng")), "");
+        writeFile(data + QStringLiteral("/ITALIANO.LNG"), "");
+        writeFile(data + QStringLiteral("/Deutsch.lng"), "");
+        writeFile(data + QStringLiteral("/notes.txt"), "");
         QCOMPARE(ListSideFiles(QStringLiteral("*.lng"), program.path()),
                  QStringList({data + QStringLiteral("/Deutsch.lng"),
                               program.filePath(QStringLiteral("Italiano.lng"))}));
@@ -218,7 +219,7 @@ private slots:
         QFETCH(QString, translated);
         QFETCH(int, count);
         const QString path = dir.filePath(QStringLiteral("t.lng"));
-        put(path, lng);
+        writeFile(path, lng);
         QVERIFY(MultiLang::LoadLanguageFile(path));
         QCOMPARE(MultiLang::LanguageEntryCount(), count);
         QCOMPARE(MultiLang::Translate(text), translated);

@@ -64,16 +64,14 @@ private slots:
         QTest::addColumn<QString>("folder");
         QTest::addColumn<QString>("commandLine"); // %1 is the script; "" uses an argument list
         QTest::addColumn<QString>("recorded");
-        QTest::newRow("argument list, quotes and newline in the path")
-            << "q \"b\" $(touch pwned); c\nd"
-            << ""
-            << "x y|$(touch pwned)|";
-        QTest::newRow("quoted command line") << "a b"
-                                             << "\"%1\" \"x y\" z;ls"
-                                             << "x y|z;ls|";
-        QTest::newRow("unquoted command line is one path") << "c d"
-                                                           << "%1"
-                                                           << "";
+        const auto row = [](const char *name, const char *folder, const char *line,
+                            const char *recorded) {
+            QTest::newRow(name) << folder << line << recorded;
+        };
+        row("argument list, quotes and newline in the path", "q \"b\" $(touch pwned); c\nd", "",
+            "x y|$(touch pwned)|");
+        row("quoted command line", "a b", "\"%1\" \"x y\" z;ls", "x y|z;ls|");
+        row("unquoted command line is one path", "c d", "%1", "");
     }
     void runsExactlyThatFile()
     {
@@ -96,9 +94,8 @@ private slots:
 
     void refusesWhatIsNotAProgram()
     {
-        QFile text(m_dir.filePath("notes.txt"));
-        QVERIFY(text.open(QIODevice::WriteOnly));
-        for (const QString &program : {text.fileName(), m_dir.filePath("missing"), QString()})
+        const QString text = tonaris::test::writeFile(m_dir.filePath("notes.txt"), "words");
+        for (const QString &program : {text, m_dir.filePath("missing"), QString()})
             QCOMPARE(run::StartProgram(program, {}, true, false), 0);
         QCOMPARE(run::StartProgram(QString("\"\""), true, false), 0);
         QVERIFY(!run::OpenDocument(m_dir.filePath("missing.pdf")));

@@ -38,26 +38,19 @@ void TestPrattle::scoreKeywords_data()
     QTest::addColumn<QString>("input");
     QTest::addColumn<QString>("keyLine");
     QTest::addColumn<int>("score");
-    QTest::newRow("strong keyword by the vowel rule, plus a plain one") << "GATTI CASA"
-                                                                        << " GATTO+ CASA" << 15;
-    QTest::newRow("A, E, I, O endings are one") << "GATTI"
-                                                << " GATTO" << 5;
-    QTest::newRow("U is no vowel of the set") << "GATTU"
-                                              << " GATTO" << 0;
-    QTest::newRow("consonant ending must be equal") << "GATTS"
-                                                    << " GATTO" << 0;
-    QTest::newRow("accented ending is outside the set") << "PERCHÈ"
-                                                        << " PERCHE" << 0;
-    QTest::newRow("strong keyword against a full-length word") << "GATTO+"
-                                                               << " GATTO+" << 6;
-    QTest::newRow("one-letter keywords compare exactly") << "A E"
-                                                         << " A I" << 1;
-    QTest::newRow("a word matches every keyword spelled alike") << "CASA"
-                                                                << " CASA CASE" << 8;
-    QTest::newRow("a keyword matches once a line") << "CASA CASE"
-                                                   << " CASA" << 4;
-    QTest::newRow("lengths must agree") << "GATTONE"
-                                        << " GATTO" << 0;
+    const auto row = [](const char *name, const char *input, const char *keys, int score) {
+        QTest::newRow(name) << QString::fromUtf8(input) << QString::fromUtf8(keys) << score;
+    };
+    row("strong keyword by the vowel rule, plus a plain one", "GATTI CASA", " GATTO+ CASA", 15);
+    row("A, E, I, O endings are one", "GATTI", " GATTO", 5);
+    row("U is no vowel of the set", "GATTU", " GATTO", 0);
+    row("consonant ending must be equal", "GATTS", " GATTO", 0);
+    row("accented ending is outside the set", "PERCHÈ", " PERCHE", 0);
+    row("strong keyword against a full-length word", "GATTO+", " GATTO+", 6);
+    row("one-letter keywords compare exactly", "A E", " A I", 1);
+    row("a word matches every keyword spelled alike", "CASA", " CASA CASE", 8);
+    row("a keyword matches once a line", "CASA CASE", " CASA", 4);
+    row("lengths must agree", "GATTONE", " GATTO", 0);
 }
 
 void TestPrattle::scoreKeywords()
@@ -178,51 +171,32 @@ void TestPrattle::loadFiles_data()
     QTest::addColumn<bool>("ready");
     QTest::addColumn<QString>("gender");
     QTest::addColumn<QString>("input");
-    QTest::addColumn<QString>("reply");
+    QTest::addColumn<QString>("reply"); // <a|b>: one of them
     QTest::addColumn<int>("problems");
-    QTest::newRow("header parsed") << "gatti.ia" << true << "MALE"
-                                   << ""
-                                   << "" << 0;
-    QTest::newRow("missing file") << "absent.ia" << false << "Female"
-                                  << "gatto"
-                                  << "" << 0;
-    QTest::newRow("empty file") << "empty.ia" << false << "Female"
-                                << "gatto"
-                                << "" << 0;
-    QTest::newRow("no header marker") << "no-head.ia" << false << "Female"
-                                      << "gatto"
-                                      << "" << 0;
-    QTest::newRow("ends inside a section") << "truncated.ia" << false << "MALE"
-                                           << ""
-                                           << "" << 0;
-    QTest::newRow("ends right after the last marker") << "dirty-marker-last.ia" << false << "MALE"
-                                                      << "gatto"
-                                                      << "" << 1;
-    QTest::newRow("evasive section of one line") << "short-sections.ia" << true << "MALE"
-                                                 << "nothing known"
-                                                 << "" << 1;
-    QTest::newRow("key line with nothing behind it") << "short-sections.ia" << true << "MALE"
-                                                     << "cane"
-                                                     << "" << 1;
-    QTest::newRow("a last line of one character stays unread")
-        << "one-byte-last-line.ia" << true << "Female"
-        << "brutto"
-        << "" << 1;
-    QTest::newRow("Windows-1252 text and accented capitals")
-        << "windows-1252.ia" << true << "FEMALE"
-        << "è la città"
-        << "La città è bella." << 0;
-    QTest::newRow("Windows-1252 evasive reply") << "windows-1252.ia" << true << "FEMALE"
-                                                << "niente"
-                                                << "<Così così.|Boh.>" << 0;
+    const auto row = [](const char *name, const QString &file, bool ready, const char *gender,
+                        const char *input, const char *reply, int problems) {
+        QTest::newRow(name) << file << ready << gender << QString::fromUtf8(input)
+                            << QString::fromUtf8(reply) << problems;
+    };
+    row("header parsed", "gatti.ia", true, "MALE", "", "", 0);
+    row("missing file", "absent.ia", false, "Female", "gatto", "", 0);
+    row("empty file", "empty.ia", false, "Female", "gatto", "", 0);
+    row("no header marker", "no-head.ia", false, "Female", "gatto", "", 0);
+    row("ends inside a section", "truncated.ia", false, "MALE", "", "", 0);
+    row("ends right after the last marker", "dirty-marker-last.ia", false, "MALE", "gatto", "", 1);
+    row("evasive section of one line", "short-sections.ia", true, "MALE", "nothing known", "", 1);
+    row("key line with nothing behind it", "short-sections.ia", true, "MALE", "cane", "", 1);
+    row("a last line of one character stays unread", "one-byte-last-line.ia", true, "Female",
+        "brutto", "", 1);
+    row("Windows-1252 text and accented capitals", "windows-1252.ia", true, "FEMALE", "è la città",
+        "La città è bella.", 0);
+    row("Windows-1252 evasive reply", "windows-1252.ia", true, "FEMALE", "niente",
+        "<Così così.|Boh.>", 0);
     const QString shipped = QStringLiteral(TONARIS_SOURCE_DIR "/data/");
-    QTest::newRow("shipped Italian personality")
-        << shipped + "Giulia Italiano.ia" << true << "FEMALE"
-        << "mi piace la pizza"
-        << "La pizza margherita è un classico che non delude mai." << 0;
-    QTest::newRow("shipped English personality") << shipped + "Oliver English.ia" << true << "MALE"
-                                                 << "what about pizza"
-                                                 << "Do you like pizza?" << 0;
+    row("shipped Italian personality", shipped + "Giulia Italiano.ia", true, "FEMALE",
+        "mi piace la pizza", "La pizza margherita è un classico che non delude mai.", 0);
+    row("shipped English personality", shipped + "Oliver English.ia", true, "MALE",
+        "what about pizza", "Do you like pizza?", 0);
 }
 
 void TestPrattle::loadFiles()

@@ -38,22 +38,17 @@ void TestRecognizer::listedPhrase_data()
 {
     QTest::addColumn<QString>("hypothesis");
     QTest::addColumn<QString>("phrase");
-    QTest::newRow("the word alone") << "yes"
-                                    << "yes";
-    QTest::newRow("one noise in front passes") << "bee yes"
-                                               << "yes";
-    QTest::newRow("a sentence ending in the word does not") << "wa ta uh uh yes"
-                                                            << "";
-    QTest::newRow("more words behind do not") << "yes uh nee"
-                                              << "";
-    QTest::newRow("garbage only") << "wa ta uh"
-                                  << "";
-    QTest::newRow("a listed garbage word is itself") << "uh the"
-                                                     << "the";
-    QTest::newRow("a phrase of two words") << "ah thank you"
-                                           << "thank you";
-    QTest::newRow("two listed words") << "yes no"
-                                      << "";
+    const auto row = [](const char *name, const char *hypothesis, const char *phrase) {
+        QTest::newRow(name) << hypothesis << phrase;
+    };
+    row("the word alone", "yes", "yes");
+    row("one noise in front passes", "bee yes", "yes");
+    row("a sentence ending in the word does not", "wa ta uh uh yes", "");
+    row("more words behind do not", "yes uh nee", "");
+    row("garbage only", "wa ta uh", "");
+    row("a listed garbage word is itself", "uh the", "the");
+    row("a phrase of two words", "ah thank you", "thank you");
+    row("two listed words", "yes no", "");
 }
 
 void TestRecognizer::listedPhrase()

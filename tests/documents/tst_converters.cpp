@@ -89,9 +89,7 @@ private slots:
             QVERIFY2(
                 Converters::OfficeConvert(known, format, QLatin1Char('.') + format, bytes, error),
                 qPrintable(error));
-            QFile out(target);
-            QVERIFY(out.open(QIODevice::WriteOnly));
-            out.write(bytes);
+            test::writeFile(target, bytes);
         }
         QString text;
         QVERIFY2(ReadDocument(target, text, error), qPrintable(error));
@@ -117,11 +115,8 @@ private slots:
             QSKIP("no document was made");
         QTemporaryDir fakes;
         for (const QString &name : failing) {
-            QFile fake(fakes.filePath(name));
-            QVERIFY(fake.open(QIODevice::WriteOnly));
-            fake.write("#!/bin/sh\necho broken >&2\nexit 1\n");
-            fake.close();
-            QVERIFY(fake.setPermissions(QFile::ReadOwner | QFile::ExeOwner));
+            const QString fake = test::writeFile(fakes.filePath(name), "#!/bin/sh\nexit 1\n");
+            QVERIFY(QFile::setPermissions(fake, QFile::ReadOwner | QFile::ExeOwner));
         }
         const QByteArray path = qgetenv("PATH");
         qputenv("PATH", fakes.path().toLocal8Bit() + ':' + path);
@@ -178,10 +173,7 @@ private slots:
     {
         QFETCH(QString, name);
         const QString path = dir.filePath(name);
-        QFile old(path);
-        QVERIFY(old.open(QIODevice::WriteOnly));
-        old.write("old content");
-        old.close();
+        test::writeFile(path, "old content");
         QString error;
         QVERIFY(!WriteDocument(path, QStringLiteral("new"), error));
         QCOMPARE(error,
@@ -199,10 +191,8 @@ private slots:
 
     void missingConvertersNameTheirPackage()
     {
-        QFile ole(dir.filePath(QStringLiteral("word.doc")));
-        QVERIFY(ole.open(QIODevice::WriteOnly));
-        ole.write(QByteArray("\xD0\xCF\x11\xE0\xA1\xB1\x1A\xE1") + QByteArray(600, 'x'));
-        ole.close();
+        test::writeFile(dir.filePath(QStringLiteral("word.doc")),
+                        QByteArray("\xD0\xCF\x11\xE0\xA1\xB1\x1A\xE1") + QByteArray(600, 'x'));
         NoProgramsOnPath noPrograms;
         QString text, error;
         QVERIFY(!ReadDocument(dir.filePath(QStringLiteral("word.doc")), text, error));

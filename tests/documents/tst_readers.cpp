@@ -4,50 +4,39 @@
 #include "documents/KelRTF.h"
 
 #include <QFile>
-#include <QHash>
 #include <QRegularExpression>
 #include <QTemporaryDir>
 #include <QTest>
+
+#include <algorithm>
 
 using namespace tonaris;
 
 namespace {
 
-// Words compared as a bag, after the blanks, case, underscores of emphasis and curved quotes
-// are made alike: the share of words the two texts have in common.
-double wordOverlap(QString a, QString b)
+// The share of words two texts have in common, counted with repeats, after case, blanks,
+// underscores of emphasis and curved quotes are made alike.
+double wordOverlap(const QString &a, const QString &b)
 {
     auto words = [](QString s) {
-        s = s.toLower();
-        s.replace(QLatin1Char('_'), QLatin1Char(' '));
-        s.replace(QChar(0x2018), QLatin1Char('\''));
-        s.replace(QChar(0x2019), QLatin1Char('\''));
-        s.replace(QChar(0x201C), QLatin1Char('"'));
-        s.replace(QChar(0x201D), QLatin1Char('"'));
-        QHash<QString, int> bag;
-        int count = 0;
-        for (const QString &w :
-             s.split(QRegularExpression(QStringLiteral("\\s+")), Qt::SkipEmptyParts)) {
-            ++bag[w];
-            ++count;
-        }
-        return std::pair{bag, count};
+        s = s.toLower()
+                .replace(u'_', u' ')
+                .replace(QChar(0x2018), u'\'')
+                .replace(QChar(0x2019), u'\'');
+        s.replace(QChar(0x201C), u'"').replace(QChar(0x201D), u'"');
+        QStringList list = s.split(QRegularExpression(QStringLiteral("\\s+")), Qt::SkipEmptyParts);
+        list.sort();
+        return list;
     };
-    const auto [bagA, countA] = words(a);
-    const auto [bagB, countB] = words(b);
-    int common = 0;
-    for (auto it = bagA.cbegin(); it != bagA.cend(); ++it)
-        common += qMin(it.value(), bagB.value(it.key()));
-    return double(common) / qMax(1, qMax(countA, countB));
+    const QStringList x = words(a), y = words(b);
+    QStringList common;
+    std::set_intersection(x.begin(), x.end(), y.begin(), y.end(), std::back_inserter(common));
+    return double(common.size()) / qMax(1, int(qMax(x.size(), y.size())));
 }
 
 QString writeFile(const QTemporaryDir &dir, const QString &name, const QByteArray &bytes)
 {
-    const QString path = dir.filePath(name);
-    QFile file(path);
-    if (!file.open(QIODevice::WriteOnly) || file.write(bytes) != bytes.size())
-        qFatal("cannot write %s", qPrintable(path));
-    return path;
+    return test::writeFile(dir.filePath(name), bytes);
 }
 
 } // namespace
@@ -65,24 +54,18 @@ private slots:
     {
         QTest::addColumn<QByteArray>("bytes");
         QTest::addColumn<QString>("expected");
-        QTest::newRow("utf-8") << QByteArray("caf\xC3\xA9 \xE2\x82\xAC")
-                               << QStringLiteral("café €");
-        QTest::newRow("utf-8 with mark") << QByteArray("\xEF\xBB\xBF"
-                                                       "abc")
-                                         << QStringLiteral("abc");
-        QTest::newRow("windows-1252")
-            << QByteArray("caf\xE9 \x80 \x93x\x94") << QStringLiteral("café € “x”");
-        QTest::newRow("utf-16 le with mark") << QByteArray("\xFF\xFE"
-                                                           "a\0\xE9\0\r\0\n\0",
-                                                           10)
-                                             << QStringLiteral("aé\r\n");
-        QTest::newRow("utf-16 be with mark")
-            << QByteArray("\xFE\xFF\0a\0\xE9", 6) << QStringLiteral("aé");
+        const auto row = [](const char *name, const QByteArray &bytes, const char *text) {
+            QTest::newRow(name) << bytes << QString::fromUtf8(text);
+        };
+        row("utf-8", "caf\xC3\xA9 \xE2\x82\xAC", "café €");
+        row("utf-8 with mark", "\xEF\xBB\xBFxyz", "xyz");
+        row("windows-1252", "caf\xE9 \x80 \x93x\x94", "café € “x”");
+        row("utf-16 le with mark", QByteArray("\xFF\xFEz\0\xE9\0\r\0\n\0", 10), "zé\r\n");
+        row("utf-16 be with mark", QByteArray("\xFE\xFF\0a\0\xE9", 6), "aé");
         // Two bytes are too few for the mark: they stay the two characters they are.
-        QTest::newRow("utf-16 mark alone, 2 bytes")
-            << QByteArray("\xFF\xFE") << QStringLiteral("ÿþ");
-        QTest::newRow("nul bytes dropped") << QByteArray("a\0b\0c", 5) << QStringLiteral("abc");
-        QTest::newRow("empty") << QByteArray() << QString();
+        row("utf-16 mark alone, 2 bytes", "\xFF\xFE", "ÿþ");
+        row("nul bytes dropped", QByteArray("a\0b\0c", 5), "abc");
+        row("empty", QByteArray(), "");
     }
     void rawFileEncodings()
     {

@@ -1,11 +1,8 @@
-// Batch conversion of documents of mixed formats, on a scripted engine that renders at once and
-// on the real espeak-ng engine with the real lame: files written, the count, the tones asked
-// for, an abort, a missing file, a closing window and a machine without lame.
+// Batch conversion of documents of mixed formats with the real espeak-ng and lame: files written,
+// the count, the tones, an abort, a missing file, a closing window and a machine without lame.
 #include "RecordingDialogs.h"
-#include "ScriptedEngine.h"
 #include "TestSupport.h"
 #include "audio/Beep.h"
-#include "audio/WavWriter.h"
 #include "session/BatchConversion.h"
 #include "session/SaveToAudio.h"
 #include "session/SpeechSession.h"
@@ -21,35 +18,7 @@ using namespace tonaris;
 
 namespace {
 
-// The scripted engine with a file output: each text spoken into the file is 0.1 s of sound,
-// written and finished at once.
-class FileEngine : public test::ScriptedEngine
-{
-public:
-    WavWriter file;
-    int Speak(const QString &text, int flags) override
-    {
-        const int stream = ScriptedEngine::Speak(text, flags);
-        if (file.isOpen() && !text.trimmed().isEmpty()) {
-            speaking = !file.write(QByteArray(4410, '\x10').constData(), 4410) || !file.flush();
-        }
-        return stream;
-    }
-    bool OpenOutputFile(const QString &path, QString *) override
-    {
-        return file.open(path, EnginePcmFormat);
-    }
-    bool CloseOutputFile(QString *) override { return !file.isOpen() || file.close(); }
-    bool HasOutputFile() const override { return file.isOpen(); }
-    qint64 OutputFileBytes() const override { return file.dataBytes(); }
-};
-
-void write(const QString &path, const QByteArray &bytes)
-{
-    QFile f(path);
-    QVERIFY(f.open(QIODevice::WriteOnly));
-    f.write(bytes);
-}
+using test::writeFile;
 
 } // namespace
 
@@ -62,19 +31,19 @@ class TestBatchConversion : public QObject
 
     QString path(const QString &name) const { return m_dir->filePath(name); }
 
-    // Plain text, a damaged PDF, HTML, RTF, UTF-16 text and an empty text.
+    // Plain text, a damaged PDF, HTML (a dot in its name), RTF, UTF-16 text and an empty text.
     void writeDocuments()
     {
-        write(path(QStringLiteral("one.txt")), "The first document.\r\nIt has two lines.");
-        write(path(QStringLiteral("two.pdf")), "%PDF-1.4 this is no PDF at all");
-        write(path(QStringLiteral("three.html")),
-              "<html><body><p>The third one.</p></body></html>");
-        write(path(QStringLiteral("four.rtf")), "{\\rtf1\\ansi The fourth document.\\par}");
+        writeFile(path(QStringLiteral("one.txt")), "The first document.\r\nIt has two lines.");
+        writeFile(path(QStringLiteral("two.pdf")), "%PDF-1.4 this is no PDF at all");
+        writeFile(path(QStringLiteral("three.x.html")),
+                  "<html><body><p>The third one.</p></body></html>");
+        writeFile(path(QStringLiteral("four.rtf")), "{\\rtf1\\ansi The fourth document.\\par}");
         const QString five = QStringLiteral("The fifth document, in sixteen bits.");
-        write(path(QStringLiteral("five.txt")),
-              QByteArray("\xff\xfe", 2) +
-                  QByteArray(reinterpret_cast<const char *>(five.utf16()), five.size() * 2));
-        write(path(QStringLiteral("empty.txt")), "\r\n  \r\n");
+        writeFile(path(QStringLiteral("five.txt")),
+                  QByteArray("\xff\xfe", 2) +
+                      QByteArray(reinterpret_cast<const char *>(five.utf16()), five.size() * 2));
+        writeFile(path(QStringLiteral("empty.txt")), "\r\n  \r\n");
     }
 
     QStringList audioFiles() const
@@ -98,43 +67,34 @@ private slots:
 
     void batch_data()
     {
-        QTest::addColumn<bool>("real");
         QTest::addColumn<QStringList>("names"); // of the documents, in the dialog's order
         QTest::addColumn<QString>("interrupt"); // "abort" or "close", then a document's name
         QTest::addColumn<bool>("lame");
         QTest::addColumn<int>("count");
         QTest::addColumn<int>("outcome");
         QTest::addColumn<QStringList>("written");
-        const QStringList five{"one.txt", "two.pdf", "three.html", "four.rtf", "five.txt"};
-        const QStringList mp3s{"five.mp3", "four.mp3", "one.mp3", "three.mp3"};
-        const QStringList wavs{"five.wav", "four.wav", "one.wav", "three.wav"};
-        for (bool real : {false, true}) {
-            const QByteArray engine = real ? "espeak: " : "scripted: ";
-            auto row = [&](const char *name) {
-                return &QTest::newRow(QByteArray(engine + name).constData());
-            };
-            *row("all") << real << five << QString() << true << 4 << int(BatchConversion::Finished)
-                        << mp3s;
-            // An abort keeps what the aborted save rendered, as a WAV; the rest is left.
-            *row("abort on the fourth")
-                << real << five << "abort four" << true << 2 << int(BatchConversion::Aborted)
-                << QStringList{"four.wav", "one.mp3", "three.mp3"};
-            *row("without lame") << real << five << QString() << false << 4
-                                 << int(BatchConversion::Finished) << wavs;
-            *row("missing file ends it")
-                << real << QStringList{"one.txt", "two.pdf", "gone.txt", "three.html"} << QString()
-                << true << 1 << int(BatchConversion::MissingFile) << QStringList{"one.mp3"};
-            *row("window closes") << real << five << "close three" << true << 1
-                                  << int(BatchConversion::Closed) << QStringList{"one.mp3"};
-            *row("nothing readable")
-                << real << QStringList{"two.pdf", "empty.txt"} << QString() << true << 0
-                << int(BatchConversion::Finished) << QStringList();
-        }
+        const QStringList five{"one.txt", "two.pdf", "three.x.html", "four.rtf", "five.txt"};
+        QTest::newRow("all") << five << QString() << true << 4 << int(BatchConversion::Finished)
+                             << QStringList{"five.mp3", "four.mp3", "one.mp3", "three.x.mp3"};
+        // An abort keeps what the aborted save rendered, as a WAV; the rest is left.
+        QTest::newRow("abort on the fourth")
+            << five << "abort four" << true << 2 << int(BatchConversion::Aborted)
+            << QStringList{"four.wav", "one.mp3", "three.x.mp3"};
+        QTest::newRow("without lame")
+            << five << QString() << false << 4 << int(BatchConversion::Finished)
+            << QStringList{"five.wav", "four.wav", "one.wav", "three.x.wav"};
+        QTest::newRow("missing file ends it")
+            << QStringList{"one.txt", "two.pdf", "gone.txt", "three.x.html"} << QString() << true << 1
+            << int(BatchConversion::MissingFile) << QStringList{"one.mp3"};
+        QTest::newRow("window closes") << five << "close three.x" << true << 1
+                                       << int(BatchConversion::Closed) << QStringList{"one.mp3"};
+        QTest::newRow("nothing readable")
+            << QStringList{"two.pdf", "empty.txt"} << QString() << true << 0
+            << int(BatchConversion::Finished) << QStringList();
     }
 
     void batch()
     {
-        QFETCH(bool, real);
         QFETCH(QStringList, names);
         QFETCH(QString, interrupt);
         QFETCH(bool, lame);
@@ -145,9 +105,8 @@ private slots:
         m_dir = std::make_unique<QTemporaryDir>();
         writeDocuments();
         SpeechSession session;
-        const std::unique_ptr<SpeechEngine> engine(
-            real ? static_cast<SpeechEngine *>(new EspeakEngine) : new FileEngine);
-        session.setVoices(engine.get(), nullptr);
+        EspeakEngine engine;
+        session.setVoices(&engine, nullptr);
         session.AppFolder = m_dir->path(); // no lame beside the program
         BatchConversion batch(session);
         // The progress window's hook serves to interrupt the save of one document.

@@ -1,11 +1,16 @@
-// The speech loop driven tick by tick on a scripted engine and the real editor control.
+// The speech loop and the scripts it runs, driven tick by tick on scripted engines and the real
+// editor control.
 #include "ScriptedEngine.h"
 #include "TestSupport.h"
+#include "config/ProgramConsent.h"
 #include "session/SpeechSession.h"
 #include "textprep/Text.h"
 
 #include <QApplication>
+#include <QDir>
+#include <QFile>
 #include <QSignalSpy>
+#include <QTemporaryDir>
 #include <QTest>
 
 using namespace tonaris;
@@ -21,15 +26,37 @@ private:
     ScriptedEngine *voice = nullptr;
     ScriptedEngine *over = nullptr;
 
+    QStringList answers; // what the recogniser of a script hears at each wait; "" times out
+
     void tick() { s->TimerSpeech_Timer(); }
-    // Ticks until the engine is asked for nothing more and the session rests.
+    // Ticks, finishing each line as it sounds, until the session rests.
     void runToEnd()
     {
-        for (int i = 0; i < 100 && (s->SpeechState != 0 || s->SpeechRequest != 0); ++i) {
+        for (int i = 0; i < 2000 && (s->SpeechState || s->SpeechRequest ||
+                                     s->StatusDisplay != SpeechSession::DisplayReady);
+             ++i) {
+            QCoreApplication::processEvents(); // the recogniser's answers arrive between ticks
             tick();
             if (voice->speaking)
                 voice->finish();
         }
+    }
+    // Runs a script to its end: the spoken lines, trimmed, joined by "|".
+    QString run(const QString &text)
+    {
+        s->StartRecognition = [this](const QStringList &) {
+            const QString heard = answers.isEmpty() ? QString() : answers.takeFirst();
+            QMetaObject::invokeMethod(
+                s, [this, heard] { s->RecognizedText = heard; }, Qt::QueuedConnection);
+            return 1;
+        };
+        editor->setText(text);
+        s->CommandSpeech_Click();
+        runToEnd();
+        QStringList spoken;
+        for (const QString &line : voice->spoken())
+            spoken.append(line.trimmed());
+        return spoken.join(QLatin1Char('|'));
     }
 
 private slots:
@@ -43,6 +70,7 @@ private slots:
         over = new ScriptedEngine;
         s->setEditor(editor);
         s->setVoices(voice, over);
+        answers.clear();
     }
     void cleanup()
     {
@@ -141,46 +169,35 @@ private slots:
 
     void lineCommands_data()
     {
-        QTest::addColumn<QString>("command");
-        QTest::addColumn<int>("caretLine");
+        QTest::addColumn<int>("command"); // of the list in lineCommands()
+        QTest::addColumn<int>("caret");
         QTest::addColumn<QStringList>("expected");
-        QTest::addColumn<int>("caretAfter");
-
-        QTest::newRow("next line") << "next" << 0 << QStringList{"beta"} << 1;
-        QTest::newRow("next on the last line repeats it")
-            << "next" << 2 << QStringList{"gamma"} << 2;
-        QTest::newRow("previous line") << "prev" << 2 << QStringList{"beta"} << 1;
-        QTest::newRow("previous on line 0 speaks line 0")
-            << "prev" << 0 << QStringList{"alpha"} << 0;
-        QTest::newRow("current line") << "current" << 1 << QStringList{"beta"} << 1;
-        QTest::newRow("from the cursor to the end")
-            << "fromcursor" << 1 << QStringList{"beta", "gamma"} << 3;
-        QTest::newRow("from here, mid-line") << "fromhere" << 1 << QStringList{"ta", "gamma"} << -1;
+        QTest::addColumn<int>("lineAfter"); // -1: not checked
+        QTest::newRow("next line") << 0 << 0 << QStringList{"beta"} << 1;
+        QTest::newRow("next on the last line repeats it") << 0 << 13 << QStringList{"gamma"} << 2;
+        QTest::newRow("previous line") << 1 << 13 << QStringList{"beta"} << 1;
+        QTest::newRow("previous on line 0 speaks line 0") << 1 << 0 << QStringList{"alpha"} << 0;
+        QTest::newRow("current line") << 2 << 7 << QStringList{"beta"} << 1;
+        QTest::newRow("from the cursor to the end") << 3 << 7 << QStringList{"beta", "gamma"} << 2;
+        QTest::newRow("from here, mid-line") << 4 << 9 << QStringList{"ta", "gamma"} << -1;
     }
     void lineCommands()
     {
-        QFETCH(QString, command);
-        QFETCH(int, caretLine);
-        QFETCH(QStringList, expected);
-        QFETCH(int, caretAfter);
-
+        QFETCH(int, command);
+        QFETCH(int, caret);
+        QFETCH(int, lineAfter);
+        void (SpeechSession::*const commands[])() = {&SpeechSession::CommandSpeakNextLine_Click,
+                                                     &SpeechSession::CommandSpeakPrevLine_Click,
+                                                     &SpeechSession::CommandSpeakCurrentLine_Click,
+                                                     &SpeechSession::CommandSpeakFromThisLine_Click,
+                                                     &SpeechSession::menuSpeakFromHere_Click};
         editor->setText(QStringLiteral("alpha\r\nbeta\r\ngamma"));
-        editor->SetSelStart(editor->GetPosStartFromLineIndex(caretLine) +
-                            (command == "fromhere" ? 2 : 0));
-        if (command == "next")
-            s->CommandSpeakNextLine_Click();
-        else if (command == "prev")
-            s->CommandSpeakPrevLine_Click();
-        else if (command == "current")
-            s->CommandSpeakCurrentLine_Click();
-        else if (command == "fromcursor")
-            s->CommandSpeakFromThisLine_Click();
-        else
-            s->menuSpeakFromHere_Click();
+        editor->SetSelStart(caret);
+        (s->*commands[command])();
         runToEnd();
-        QCOMPARE(voice->spoken(), expected);
-        if (caretAfter >= 0)
-            QCOMPARE(editor->GetCurrentLineIndex(), std::min(caretAfter, editor->LineCount() - 1));
+        QTEST(voice->spoken(), "expected");
+        if (lineAfter >= 0)
+            QCOMPARE(editor->GetCurrentLineIndex(), lineAfter);
     }
 
     void lineCommandStopsAndGoesOnInOnePress()
@@ -342,16 +359,6 @@ private slots:
         QCOMPARE(s->SpeechState, 0);
     }
 
-    void endStreamShortensTheWait()
-    {
-        s->TimerSpeech.start();
-        voice->finish();
-        QCOMPARE(s->TimerSpeech.interval(), 1);
-        tick();
-        QCOMPARE(s->TimerSpeech.interval(), 100);
-        s->TimerSpeech.stop();
-    }
-
     void hiddenRunEndsTheProgram()
     {
         s->HiddenMode = true;
@@ -360,6 +367,184 @@ private slots:
         s->CommandSpeech_Click();
         runToEnd();
         QCOMPARE(unload.count(), 1);
+    }
+
+    void scripts_data()
+    {
+        QTest::addColumn<QString>("script");
+        QTest::addColumn<QStringList>("heard");
+        QTest::addColumn<QString>("spoken");
+
+        const QString sample1 =
+            "#DO\r\n    #RECOGNIZE Yes, No, OTHER_WORDS\r\n    #IF RECOGNIZED "
+            "Yes\r\n        You have said Yes\r\n        #EXIT DO\r\n    #END "
+            "IF\r\n    #IF RECOGNIZED No\r\n        You have said No\r\n        "
+            "#EXIT DO\r\n    #END IF\r\n    #IF RECOGNIZED OTHER_WORDS\r\n     "
+            "   Repeat Please\r\n    #END IF\r\n#LOOP\r\n";
+        const QString sample2 = "#RECOGNIZE Yes, No\r\n\r\n#IF RECOGNIZED Yes\r\n    #CALL "
+                                "YES\r\n#END IF\r\n\r\n#IF RECOGNIZED No\r\n    You have said "
+                                "No\r\n#END IF\r\n\r\n#SUB YES\r\n    You have said Yes\r\n#END "
+                                "SUB\r\n";
+        const QString sample4 = "#RECOGNIZE_WITH_TIMEOUT 1,yes, no\r\n#IF RECOGNIZED Yes\r\n    "
+                                "You have said Yes\r\n#END IF\r\n#IF RECOGNIZED No\r\n    You "
+                                "have said No\r\n#END IF\r\n#IF TIMEOUT\r\n    Timeout, "
+                                "sorry!\r\n#End If\r\n";
+        QTest::newRow("recognition sample loops until understood")
+            << sample1 << QStringList{"OTHER_WORDS", "NO"} << "Repeat Please|You have said No";
+        QTest::newRow("call routine sample, yes")
+            << sample2 << QStringList{"YES"} << "You have said Yes";
+        QTest::newRow("call routine sample, no")
+            << sample2 << QStringList{"NO"} << "You have said No";
+        QTest::newRow("timeout sample, answered")
+            << sample4 << QStringList{"YES"} << "You have said Yes";
+        QTest::newRow("timeout sample, silence") << sample4 << QStringList{""} << "Timeout, sorry!";
+        QTest::newRow("loop without do goes on") << "a\r\n#LOOP\r\nb" << QStringList{} << "a|b";
+        QTest::newRow("exit do across nesting")
+            << "#DO\r\n#DO\r\ninner\r\n#EXIT DO\r\n#LOOP\r\nouter\r\n#EXIT DO\r\n#LOOP\r\nend"
+            << QStringList{} << "inner|outer|end";
+        QTest::newRow("call inside a routine")
+            << "#CALL A\r\nend\r\n#STOP\r\n#SUB A\r\nin a\r\n#CALL B\r\nback in a\r\n#END "
+               "SUB\r\n#SUB B\r\nin b\r\n#END SUB"
+            << QStringList{} << "in a|in b|back in a|end";
+        QTest::newRow("call to a routine above does nothing")
+            << "#SUB A\r\nin a\r\n#END SUB\r\n#CALL A\r\nend" << QStringList{} << "end";
+        QTest::newRow("timeout block inside a skipped block ends it")
+            << "#IF RECOGNIZED X\r\n#IF TIMEOUT\r\nt\r\n#END IF\r\nafter\r\n#END IF\r\nlast"
+            << QStringList{} << "after|last";
+        QTest::newRow("empty list skips the block")
+            << "#IF RECOGNIZED\r\nnever\r\n#END IF\r\nend" << QStringList{} << "end";
+        QTest::newRow("random with one case takes it")
+            << "#RANDOM\r\n#CASE\r\nonly\r\n#END RANDOM\r\nend" << QStringList{} << "only|end";
+        QTest::newRow("random without case jumps to its end")
+            << "#RANDOM\r\nnever\r\n#END RANDOM\r\nend" << QStringList{} << "end";
+        QTest::newRow("keywords by prefix, comments silent")
+            << "# a note\r\n#WAIT0\r\n#PLAYER\r\n#END RANDOM\r\nspoken" << QStringList{}
+            << "spoken";
+        QTest::newRow("stop ends the run") << "one\r\n#STOP\r\ntwo" << QStringList{} << "one";
+    }
+    void scripts()
+    {
+        QFETCH(QString, script);
+        QFETCH(QStringList, heard);
+        QFETCH(QString, spoken);
+        answers = heard;
+        QCOMPARE(run(script), spoken);
+    }
+
+    // The cases of a nested block are not the outer block's: the outer one has two.
+    void nestedRandomRunsOneCase()
+    {
+        QSet<QString> seen;
+        for (int i = 0; i < 60; ++i) {
+            voice->calls.clear();
+            seen.insert(run("#RANDOM\r\n#CASE\r\n#RANDOM\r\n#CASE\r\ninner1\r\n#CASE\r\ninner2\r\n"
+                            "#END RANDOM\r\n#CASE\r\nouter\r\n#END RANDOM\r\nend"));
+        }
+        QCOMPARE(seen, (QSet<QString>{"inner1|end", "inner2|end", "outer|end"}));
+    }
+
+    void waitValues_data()
+    {
+        QTest::addColumn<QString>("line");
+        QTest::addColumn<int>("seconds"); // 0: no wait
+        QTest::newRow("zero") << "#WAIT 0" << 0;
+        QTest::newRow("not a number") << "#WAIT X" << 0;
+        QTest::newRow("negative") << "#WAIT -5" << 0;
+        QTest::newRow("no blank") << "#WAIT5" << 5;
+        QTest::newRow("2.5 rounds to even") << "#WAIT 2.5" << 2;
+        QTest::newRow("3.5 rounds to even") << "#WAIT 3.5" << 4;
+        QTest::newRow("above 30 is a minute") << "#WAIT 31" << 60;
+        QTest::newRow("beyond 16 bits passes") << "#WAIT 99999" << 0;
+    }
+    void waitValues()
+    {
+        QFETCH(QString, line);
+        QFETCH(int, seconds);
+        QSignalSpy problems(s, &SpeechSession::problem);
+        s->SplitSpeechLines(line);
+        s->SpeechLineIndex = 0;
+        s->SpeechRequest = SpeechSession::RequestStep;
+        const QDateTime before = QDateTime::currentDateTime();
+        s->TimerSpeech_Timer();
+        QCOMPARE(s->WaitActive, seconds ? 1 : 0);
+        if (seconds)
+            QVERIFY(qAbs(before.secsTo(s->WaitUntil) - seconds) <= 1);
+        QCOMPARE(problems.count(), line.contains("99999") ? 1 : 0);
+    }
+
+    void voiceAndOpenHandOver()
+    {
+        QTemporaryDir dir;
+        test::writeFile(dir.filePath("Other Script.txt"),
+                        "second\r\n#VOICE English (America)\r\nthird");
+        s->TextFolder = dir.path();
+        QSignalSpy voices(s, &SpeechSession::voiceRequested);
+        QCOMPARE(run("first\r\n#OPEN \"other script.txt\"\r\nnever"), "first|second|third");
+        QCOMPARE(voices.count(), 1);
+        QCOMPARE(voices[0][0].toString(), QStringLiteral("ENGLISH (AMERICA)"));
+        QCOMPARE(editor->text(), QStringLiteral("second\r\n#VOICE English (America)\r\nthird"));
+    }
+
+    void executeNeedsConsentAndNeverUsesAShell()
+    {
+        QTemporaryDir dir;
+        const QString tool = dir.filePath("tool $(touch PWNED); x.sh");
+        test::writeFile(tool, "#!/bin/sh\necho ran >> \"$(dirname \"$0\")/ran.txt\"\n");
+        QFile::setPermissions(tool, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+        const QString line = "#EXECUTE \"" + tool + "\"";
+        const QString ran = dir.filePath("ran.txt");
+
+        ProgramConsent consent;
+        int asked = 0;
+        ProgramConsent::Answer answer = ProgramConsent::Answer::DontRun;
+        consent.setQuestion([&](const QString &) {
+            ++asked;
+            return answer;
+        });
+        s->Consent = &consent;
+
+        run(line);
+        QCOMPARE(asked, 1);
+        QTest::qWait(300);
+        QVERIFY(!QFile::exists(ran));
+
+        answer = ProgramConsent::Answer::Run;
+        run(line + "\r\n" + line); // asked once for the run, started twice
+        QCOMPARE(asked, 2);
+        QTRY_VERIFY(QFile::exists(ran));
+
+        consent.setHiddenMode(true); // nobody to ask: only allowed programs
+        run(line);
+        QCOMPARE(asked, 2);
+        s->SpeechFromClipboard = true;
+        consent.setHiddenMode(false);
+        run(line);
+        QCOMPARE(asked, 2);
+        QTest::qWait(300);
+        QVERIFY(!QFile::exists(dir.filePath("PWNED")) && !QFile::exists("PWNED"));
+    }
+
+    void stopEndsPlayOverAndPlay()
+    {
+        QTemporaryDir dir;
+        test::writeFile(dir.filePath("Ding.wav"), "RIFF");
+        s->TextFolder = dir.path();
+        QCOMPARE(run("#PLAYOVER ding.wav\r\n#STOP\r\nnever"), QString());
+        QCOMPARE(over->streams.size(), 1);
+        QCOMPARE(s->PlayOverActive, 0);
+        QVERIFY(!over->speaking); // the sound was purged with the stop
+        // A #PLAY holds the next line until the sound has ended.
+        editor->setText("#PLAY DING.WAV\r\nafter");
+        s->CommandSpeech_Click();
+        s->TimerSpeech_Timer();
+        QCOMPARE(s->PlayActive, 1);
+        s->TimerSpeech_Timer();
+        QVERIFY(voice->spoken().isEmpty());
+        voice->finish();
+        s->TimerSpeech_Timer();
+        s->TimerSpeech_Timer();
+        QCOMPARE(s->PlayActive, 0);
+        QCOMPARE(voice->spoken(), QStringList{"after"});
     }
 };
 

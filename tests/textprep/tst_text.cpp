@@ -1,5 +1,4 @@
 #include "TestSupport.h"
-#include "textprep/SuperClass.h"
 #include "textprep/Text.h"
 
 #include <QAccessible>
@@ -25,16 +24,6 @@ static int landing(const QString &text, int position)
     const bool atLf = position > 0 && position < text.size() && text.at(position) == u'\n';
     return atLf ? position - 1 : position;
 }
-
-// A subclassing's target and owner at once: handles only QEvent::User, Before swallows all.
-struct Probe : QObject, tonaris::SuperClassI
-{
-    int seen = 0, befores = 0;
-    QList<qintptr> afters; // lReturn as After found it
-    bool event(QEvent *e) override { return ++seen && e->type() == QEvent::User; }
-    void Before(bool &handled, qintptr &, QObject *, QEvent *) override { handled = ++befores; }
-    void After(qintptr &result, QObject *, QEvent *) override { afters << result; }
-};
 
 class TstText : public QObject
 {
@@ -215,25 +204,6 @@ private slots:
         QVERIFY(!popupSeen);
     }
 
-    void getLine_data()
-    {
-        QTest::addColumn<QString>("text");
-        QTest::addColumn<int>("index");
-        QTest::addColumn<QString>("expected");
-        const QString four = QStringLiteral("abc\r\nde\r\n\r\nfghij");
-        QTest::newRow("shorter line, count from line 0") << four << 1 << "de";
-        QTest::newRow("cut to the length of line 0") << four << 3 << "fgh";
-        QTest::newRow("count 0 hides a whole line") << QStringLiteral("\r\nabc") << 1 << "";
-        QTest::newRow("no such line") << four << 5 << "";
-    }
-    void getLine()
-    {
-        QFETCH(QString, text);
-        QFETCH(int, index);
-        m_text.setText(text);
-        QTEST(m_text.GetLine(index), "expected");
-    }
-
     void bufferSize_data()
     {
         QTest::addColumn<int>("limit");
@@ -253,7 +223,6 @@ private slots:
         QFETCH(int, limit);
         QFETCH(bool, paste);
         QFETCH(QString, input);
-        QCOMPARE(Text().BufferSize(), 1000000);
         m_text.SetBufferSize(limit);
         m_text.SetSelStart(7);
         QApplication::clipboard()->setText(input);
@@ -339,47 +308,6 @@ private slots:
         QTRY_COMPARE(seen.size(), files.size()); // queued, so that a slow handler never holds
         QCOMPARE(seen, files);                   // up the dragging program
         QTEST(m_text.text(), "expected");
-    }
-
-    void superClass_data()
-    {
-        // B/A: QEvent::User before/after, a: User + 1 after, *: every event to After.
-        QTest::addColumn<QString>("registrations");
-        QTest::addColumn<int>("sent"); // QEvent::User + sent
-        QTest::addColumn<int>("seen"); // by the target
-        QTest::addColumn<int>("befores");
-        QTest::addColumn<QList<qintptr>>("afters");
-        using R = QList<qintptr>;
-        QTest::newRow("before swallows") << "B" << 0 << 0 << 1 << R();
-        QTest::newRow("after sees handled") << "A" << 0 << 1 << 0 << R{1};
-        QTest::newRow("after sees refused") << "a" << 1 << 1 << 0 << R{0};
-        QTest::newRow("first registration wins") << "BA" << 0 << 0 << 1 << R();
-        QTest::newRow("others pass untouched") << "a" << 0 << 1 << 0 << R();
-        QTest::newRow("all events to after") << "*" << 0 << 1 << 0 << R{1};
-    }
-    void superClass()
-    {
-        QFETCH(QString, registrations);
-        QFETCH(int, sent);
-        QFETCH(int, seen);
-        Probe probe;
-        tonaris::SuperClassC hook;
-        for (QChar c : registrations) {
-            if (c != u'*') {
-                hook.AddMsg(QEvent::Type(QEvent::User + (c == u'a')), c == u'B');
-            }
-        }
-        QVERIFY(hook.Subclass(&probe, &probe, registrations == u"*"));
-        QEvent event(QEvent::Type(QEvent::User + sent));
-        QCoreApplication::sendEvent(&probe, &event);
-        QCOMPARE(probe.seen, seen);
-        QTEST(probe.befores, "befores");
-        QTEST(probe.afters, "afters");
-        hook.UnSubclass();
-        hook.UnSubclass();
-        QCoreApplication::sendEvent(&probe, &event);
-        QCOMPARE(probe.seen, seen + 1); // straight to the target, the probe's lists unchanged
-        QTEST(probe.befores, "befores");
     }
 };
 

@@ -1,5 +1,4 @@
-// Text preparation on golden folders: quoted-text wrapping, return carriage removal,
-// conversions tables and custom tag files, each case a folder of input, options and expected.
+// Text preparation on golden folders (input, expected and what else a case needs).
 #include "TestSupport.h"
 #include "textprep/ConversionsTable.h"
 #include "textprep/CustomTags.h"
@@ -8,7 +7,6 @@
 
 #include <QDir>
 #include <QFile>
-#include <QHash>
 #include <QTemporaryDir>
 #include <QTest>
 
@@ -24,17 +22,6 @@ QString readUtf8(const QString &path)
     if (!f.open(QIODevice::ReadOnly))
         qFatal("cannot read %s", qPrintable(path));
     return QString::fromUtf8(f.readAll());
-}
-
-QHash<QString, QString> readOptions(const QString &folder)
-{
-    QHash<QString, QString> options;
-    const QString text = readUtf8(folder + QStringLiteral("/options"));
-    for (const QString &line : text.split(QLatin1Char('\n'), Qt::SkipEmptyParts)) {
-        const qsizetype eq = line.indexOf(QLatin1Char('='));
-        options.insert(line.left(eq), line.mid(eq + 1));
-    }
-    return options;
 }
 
 // One row per case folder, named by the folder.
@@ -78,48 +65,39 @@ class TestTextPrep : public QObject
 private slots:
     void initTestCase() { test::isolateEnvironment(); }
 
+    // Each case in the voice the options window offers as its sample; a case whose expected
+    // text equals its input must report that nothing was wrapped.
     void wrapQuotedText_data() { addFolderRows(QStringLiteral("wrapquoted")); }
     void wrapQuotedText()
     {
         QFETCH(QString, folder);
-        const auto options = readOptions(folder);
-        const QuotedVoice voice{options.value(QStringLiteral("voice")),
-                                options.value(QStringLiteral("speed")).toInt(),
-                                options.value(QStringLiteral("pitch")).toInt()};
         QString text = readUtf8(folder + QStringLiteral("/input.txt"));
-        const bool wrapped = WrapQuotedText(text, voice);
-        QCOMPARE(text, readUtf8(folder + QStringLiteral("/expected.txt")));
-        QCOMPARE(wrapped, options.value(QStringLiteral("wrapped")) == QLatin1String("true"));
+        const QString expected = readUtf8(folder + QStringLiteral("/expected.txt"));
+        const bool differs = text != expected;
+        QCOMPARE(WrapQuotedText(text, QuotedVoice{QStringLiteral("Anna"), 3, -2}), differs);
+        QCOMPARE(text, expected);
     }
 
-    void removeReturnCarriages_data() { addFolderRows(QStringLiteral("returncarriages")); }
+    // expected.txt after the normal removal, expected-hard.txt after the hard one.
+    void removeReturnCarriages_data()
+    {
+        QTest::addColumn<QString>("folder");
+        QTest::addColumn<bool>("hard");
+        const QDir dir(DataRoot + QStringLiteral("returncarriages"));
+        for (const QString &c : dir.entryList(QDir::Dirs | QDir::NoDotAndDotDot, QDir::Name))
+            for (const bool hard : {false, true})
+                if (QFile::exists(dir.filePath(c) +
+                                  (hard ? "/expected-hard.txt" : "/expected.txt")))
+                    QTest::addRow("%s%s", qPrintable(c), hard ? " (hard)" : "")
+                        << dir.filePath(c) << hard;
+    }
     void removeReturnCarriages()
     {
         QFETCH(QString, folder);
-        const bool hard =
-            readOptions(folder).value(QStringLiteral("hard")) == QLatin1String("true");
+        QFETCH(bool, hard);
         QString text = readUtf8(folder + QStringLiteral("/input.txt"));
         RemoveReturnCarriages(text, hard);
-        QCOMPARE(text, readUtf8(folder + QStringLiteral("/expected.txt")));
-    }
-
-    // Whole books: every paragraph of ordinary prose ends as one line, the verse and the
-    // headings keep their lines.
-    void wholeBookParagraphsBecomeLines()
-    {
-        const QString book = test::corpusFile(QStringLiteral("devils-dictionary.txt"));
-        if (book.isEmpty())
-            QSKIP("the corpus is not beside the checkout");
-        QFile f(book);
-        QVERIFY(f.open(QIODevice::ReadOnly));
-        QString text = QString::fromLatin1(f.readAll());
-        const qsizetype verse = text.count(QStringLiteral("\r\n  "));
-        RemoveReturnCarriages(text, false);
-        QVERIFY(text.contains(QStringLiteral(
-            "ABATIS, n.  Rubbish in front of a fort, to prevent the rubbish outside from "
-            "molesting the rubbish inside.\r\n\r\n")));
-        QCOMPARE(text.count(QStringLiteral("\r\n  ")), verse);
-        QVERIFY(text.contains(QStringLiteral("\r\nABRACADABRA.\r\n\r\n  By _Abracadabra_")));
+        QCOMPARE(text, readUtf8(folder + (hard ? "/expected-hard.txt" : "/expected.txt")));
     }
 
     void conversionsTable_data() { addFolderRows(QStringLiteral("conversions")); }
@@ -131,20 +109,11 @@ private slots:
         QCOMPARE(text, readUtf8(folder + QStringLiteral("/expected.txt")));
     }
 
-    void missingTableLeavesTheText()
-    {
-        QString text = QStringLiteral("Dr. Who");
-        ApplyConversionsTable(text, DataRoot + QStringLiteral("no-such.tab"));
-        QCOMPARE(text, QStringLiteral("Dr. Who"));
-    }
-
     void tablesAreListedFromTheSideFolders()
     {
         QTemporaryDir program;
-        for (const char *name : {"english US.tab", "Zeta.TAB", "notes.txt"}) {
-            QFile f(program.filePath(QLatin1String(name)));
-            QVERIFY(f.open(QIODevice::WriteOnly));
-        }
+        for (const char *name : {"english US.tab", "Zeta.TAB", "notes.txt"})
+            test::writeFile(program.filePath(QLatin1String(name)), {});
         const QList<ConversionsTableFile> tables = ListConversionsTables(program.path());
         QCOMPARE(tables.size(), 2);
         QCOMPARE(tables.at(0).caption, QStringLiteral("English Us"));
@@ -161,6 +130,8 @@ private slots:
         QVERIFY(rules.size() >= 30);
         QString text = QStringLiteral("Dr. Smith met Mr. Jones on Baker St. at 5 p.m.");
         ApplyConversionsTable(text, path);
+        QCOMPARE(text, QStringLiteral("Doctor Smith met Mister Jones on Baker Street at 5 P M"));
+        ApplyConversionsTable(text, DataRoot + QStringLiteral("no-such.tab")); // left alone
         QCOMPARE(text, QStringLiteral("Doctor Smith met Mister Jones on Baker Street at 5 P M"));
     }
 
@@ -180,27 +151,7 @@ private slots:
         QVERIFY(tags.groups.size() >= 3);
         for (const CustomTagGroup &g : tags.groups)
             QVERIFY2(!g.entries.isEmpty(), qPrintable(g.caption));
-    }
-
-    void missingCustomTagFileHidesTheMenu()
-    {
         QVERIFY(!LoadCustomTags(DataRoot + QStringLiteral("none.txt")).menuVisible());
-    }
-
-    void stringInsertAt_data()
-    {
-        QTest::addColumn<int>("position");
-        QTest::addColumn<QString>("result");
-        QTest::newRow("start") << 0 << "XYabc";
-        QTest::newRow("middle") << 2 << "abXYc";
-        QTest::newRow("end") << 3 << "abcXY";
-        QTest::newRow("negative") << -1 << "";
-        QTest::newRow("beyond the end") << 4 << "";
-    }
-    void stringInsertAt()
-    {
-        QFETCH(int, position);
-        QTEST(StringInsertAt(position, QStringLiteral("abc"), QStringLiteral("XY")), "result");
     }
 };
 

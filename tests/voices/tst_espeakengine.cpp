@@ -5,29 +5,19 @@
 #include "voices/EspeakEngine.h"
 
 #include <QElapsedTimer>
-#include <QFile>
 #include <QSet>
 #include <QSignalSpy>
 #include <QTemporaryDir>
 #include <QTest>
-#include <QtEndian>
-
-#include <cmath>
 
 using namespace tonaris;
 
 namespace {
 
-struct Word
-{
-    int position;
-    int length;
-};
-
-// Speaks and waits for the end; returns the words and the time from first to last event.
+// Speaks and waits for the end: the words named by the events, and the seconds from start to end.
 struct Heard
 {
-    QList<Word> words;
+    QStringList words;
     double seconds = 0;
 };
 
@@ -36,7 +26,7 @@ Heard speakAndWait(EspeakEngine &engine, const QString &text, int flags)
     Heard heard;
     QElapsedTimer clock;
     auto w = QObject::connect(&engine, &SpeechEngine::Word, [&](int, qint64, int p, int l) {
-        heard.words.append({p, l});
+        heard.words.append(text.mid(p, l));
     });
     auto st = QObject::connect(&engine, &SpeechEngine::StartStream, [&] { clock.start(); });
     engine.Speak(text, flags);
@@ -46,28 +36,6 @@ Heard speakAndWait(EspeakEngine &engine, const QString &text, int flags)
     QObject::disconnect(w);
     QObject::disconnect(st);
     return heard;
-}
-
-void writeSineWav(const QString &path, int rate, int channels, double seconds)
-{
-    const qint32 frames = qint32(rate * seconds);
-    QByteArray data;
-    for (qint32 i = 0; i < frames; ++i) {
-        const qint16 v = qint16(8000 * std::sin(2 * M_PI * 440 * i / rate));
-        for (int c = 0; c < channels; ++c)
-            data.append(reinterpret_cast<const char *>(&v), 2);
-    }
-    QByteArray h("RIFF....WAVEfmt ");
-    auto u32 = [&](quint32 x) { h.append(reinterpret_cast<const char *>(&x), 4); };
-    auto u16 = [&](quint16 x) { h.append(reinterpret_cast<const char *>(&x), 2); };
-    u32(16), u16(1), u16(quint16(channels)), u32(quint32(rate)), u32(quint32(rate * channels * 2));
-    u16(quint16(channels * 2)), u16(16);
-    h.append("data");
-    u32(quint32(data.size()));
-    qToLittleEndian<quint32>(quint32(h.size() + data.size() - 8), h.data() + 4);
-    QFile f(path);
-    if (f.open(QIODevice::WriteOnly))
-        f.write(h + data);
 }
 
 } // namespace
@@ -129,10 +97,7 @@ private slots:
         QFETCH(int, flags);
         QFETCH(QStringList, words);
         EspeakEngine engine;
-        const Heard heard = speakAndWait(engine, text, flags);
-        QStringList got;
-        for (const Word &w : heard.words)
-            got.append(text.mid(w.position, w.length));
+        const QStringList got = speakAndWait(engine, text, flags).words;
         // The engine may read punctuation as words of its own; every word it names must be
         // one of ours, and ours must all be there, in order.
         QStringList letters;
@@ -159,46 +124,17 @@ private slots:
         qInfo() << "seconds: normal" << normal << "no persist" << stillNormal << "persisted fast"
                 << fast << "after reset" << again;
         QVERIFY(normal > 1.0);
-        QVERIFY(fast < 0.6 * normal);
+        // The top rate is the engine's fastest, 450 words a minute: about 0.40 of the time.
+        QVERIFY(fast < 0.44 * normal);
         QVERIFY(stillNormal > 0.8 * normal);
         QVERIFY(again > 0.8 * normal);
-    }
-
-    void purgeAndPause()
-    {
-        EspeakEngine engine;
-        QSignalSpy words(&engine, &SpeechEngine::Word);
-        engine.Speak(QStringLiteral("This is a rather long sentence that keeps going on and on "
-                                    "so that there is plenty of time to pause it."),
-                     SVSFlagsAsync);
-        QTRY_VERIFY_WITH_TIMEOUT(words.count() >= 2, 10000);
-        engine.Pause();
-        const int atPause = int(words.count());
-        QTest::qWait(600);
-        QCOMPARE(int(words.count()), atPause);
-        QCOMPARE(engine.RunningState(), int(SRSEIsSpeaking));
-        engine.Resume();
-        QTRY_VERIFY(words.count() > atPause);
-        engine.Speak(QStringLiteral(" "), SVSFPurgeBeforeSpeak);
-        QTRY_COMPARE(engine.RunningState(), int(SRSEDone));
-    }
-
-    void twoVoicesSoundTogether()
-    {
-        EspeakEngine voice, over;
-        voice.Speak(QStringLiteral("The first voice speaks."), SVSFlagsAsync);
-        over.Speak(QStringLiteral("And the second one at the same time."), SVSFlagsAsync);
-        QCOMPARE(voice.RunningState(), int(SRSEIsSpeaking));
-        QCOMPARE(over.RunningState(), int(SRSEIsSpeaking));
-        QTRY_COMPARE_WITH_TIMEOUT(voice.RunningState(), int(SRSEDone), 20000);
-        QTRY_COMPARE_WITH_TIMEOUT(over.RunningState(), int(SRSEDone), 20000);
     }
 
     void speakStreamPlaysAFile()
     {
         QTemporaryDir dir;
-        const QString wav = dir.filePath(QStringLiteral("tone.wav"));
-        writeSineWav(wav, 44100, 2, 0.5);
+        const QString wav = test::writeFile(dir.filePath(QStringLiteral("tone.wav")),
+                                            test::toneWav(44100, 2, 16, 500));
         EspeakEngine engine;
         QSignalSpy end(&engine, &SpeechEngine::EndStream);
         QVERIFY(engine.SpeakStream(wav, SVSFlagsAsync) > 0);
@@ -209,11 +145,9 @@ private slots:
         QVERIFY(engine.SpeakStream(wav, 0) > 0);
         QCOMPARE(engine.RunningState(), int(SRSEDone));
 
-        QFile junk(dir.filePath(QStringLiteral("junk.wav")));
-        QVERIFY(junk.open(QIODevice::WriteOnly));
-        junk.write("RIFF garbage");
-        junk.close();
-        QCOMPARE(engine.SpeakStream(junk.fileName(), SVSFlagsAsync), 0);
+        const QString junk =
+            test::writeFile(dir.filePath(QStringLiteral("junk.wav")), "RIFF garbage");
+        QCOMPARE(engine.SpeakStream(junk, SVSFlagsAsync), 0);
         QCOMPARE(engine.RunningState(), int(SRSEDone));
     }
 };

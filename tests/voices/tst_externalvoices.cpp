@@ -1,5 +1,5 @@
-// Voices of external programs: a fake program that logs what it is given and copies a known WAV,
-// and flite heard on the test server's null sink.
+// Voices of external programs: a fake one that logs its arguments and copies a known WAV, and
+// flite heard on the null sink.
 #include "AudioCapture.h"
 #include "TestSupport.h"
 #include "audio/AudioOutput.h"
@@ -13,17 +13,9 @@
 #include <QTemporaryDir>
 #include <QTest>
 
-#include <cmath>
-
 using namespace tonaris;
 
-namespace {
-void writeFile(const QString &path, const QByteArray &bytes)
-{
-    QFile f(path);
-    QVERIFY(f.open(QIODevice::WriteOnly) && f.write(bytes) == bytes.size());
-}
-} // namespace
+using test::writeFile;
 
 class TestExternalVoices : public QObject
 {
@@ -49,16 +41,7 @@ private slots:
         qputenv("TMPDIR", m_odd.toUtf8()); // the engine's private folder lies in it as well
         m_log = m_odd + QStringLiteral("/log.txt");
         // A quarter second of 440 Hz at 16 kHz: the fake voice's every utterance.
-        QByteArray wav("RIFF");
-        auto u32 = [&](quint32 x) { wav.append(reinterpret_cast<const char *>(&x), 4); };
-        auto u16 = [&](quint16 x) { wav.append(reinterpret_cast<const char *>(&x), 2); };
-        u32(36 + 8000), wav.append("WAVEfmt "), u32(16), u16(1), u16(1), u32(16000), u32(32000);
-        u16(2), u16(16), wav.append("data"), u32(8000);
-        for (int i = 0; i < 4000; ++i) {
-            const qint16 v = qint16(8000 * std::sin(2 * M_PI * 440 * i / 16000.0));
-            wav.append(reinterpret_cast<const char *>(&v), 2);
-        }
-        writeFile(m_odd + QStringLiteral("/known.wav"), wav);
+        writeFile(m_odd + QStringLiteral("/known.wav"), test::toneWav(16000, 1, 16, 250));
         const QString script = m_odd + QStringLiteral("/fake voice.sh");
         writeFile(script, "#!/bin/sh\no=$1; t=$2; log=$3; wav=$4; shift 4\n"
                           "if [ \"$t\" = - ]; then text=$(cat); else text=$(cat \"$t\"); fi\n"
@@ -73,23 +56,22 @@ private slots:
                            "voice=v1 $(touch pwned)\nlanguage=it\ngender=Female\n"
                            "speed=50 100 200\npitch=10 20 40\n\n"
                            "[Fake Stdin]\nprogram=%1\narguments={output} - %2 {voice}\n"
-                           "language=1049\n[Missing]\nprogram=/no/such/program\n")
+                           "language=1049\n[Missing]\nprogram=/no/such/program\n"
+                           "[Default Out Of Range]\nprogram=%1\nspeed=50 300 200\n")
                 .arg(script, common)
                 .toUtf8());
         QStringList warnings;
         m_voices = ExternalVoices::readEnginesFile(m_dir.filePath(QStringLiteral("engines.ini")),
                                                    &warnings);
-        QCOMPARE(warnings.size(), 1); // the missing program
+        QCOMPARE(warnings.size(), 2); // the missing program, the default beyond the maximum
         QCOMPARE(m_voices.size(), 2);
     }
 
     void discoveryFromEnginesFile()
     {
         const ExternalVoice &one = m_voices[0];
-        QCOMPARE(one.info.name, QStringLiteral("Fake One"));
         QCOMPARE(one.info.gender, QStringLiteral("FEMALE"));
-        QCOMPARE(one.info.language, QStringLiteral("1040"));
-        QCOMPARE(m_voices[1].info.language, QStringLiteral("1049"));
+        QCOMPARE(one.info.language + m_voices[1].info.language, QStringLiteral("10401049"));
         QVERIFY(!one.textOnStandardInput() && m_voices[1].textOnStandardInput());
         ExternalVoiceEngine engine(m_voices);
         QCOMPARE(engine.CountEngines(), 2);
