@@ -17,6 +17,7 @@ public:
     static bool available();
 
 protected:
+    bool rendersInHelpers() const override { return true; }
     bool renderText(const QString &text, const RenderParams &params, RenderSink &sink) override;
     QList<VoiceInfo> listVoices() const override;
     QString defaultVoiceId() const override;

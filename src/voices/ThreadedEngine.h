@@ -69,7 +69,14 @@ public:
         virtual bool cancelled() const = 0;
     };
 
+    // Renders one piece at once on the calling thread, bypassing the queue: the render helpers
+    // of a save use it. Nothing else may render meanwhile.
+    bool RenderNow(const QString &text, const RenderParams &params, QList<qint16> &samples);
+
 protected:
+    // Whether pieces rendered into a file may be handed to helper processes running the same
+    // back end (see RenderFarm).
+    virtual bool rendersInHelpers() const { return false; }
     // Called on the worker thread only. Returns false on failure of the back end.
     virtual bool renderText(const QString &text, const RenderParams &params, RenderSink &sink) = 0;
     // Called once, on the creating thread, by the first GetVoices().
