@@ -191,10 +191,8 @@ bool displayNamed()
 int main(int argc, char *argv[])
 {
     // A helper of a save running in another instance: it renders what that one hands it.
-    if (argc == 3 && std::strcmp(argv[1], tonaris::RenderFarm::RenderWorkerArgument) == 0) {
-        QCoreApplication app(argc, argv);
-        return tonaris::RenderFarm::runWorker(QString::fromLocal8Bit(argv[2]));
-    }
+    if (argc == 2 && std::strcmp(argv[1], tonaris::RenderFarm::RenderWorkerArgument) == 0)
+        return tonaris::RenderFarm::runWorker();
     // "/hidden" and "--help" are known before Qt starts: help needs no screen, and a hidden run
     // without a display runs on the offscreen platform.
     QStringList rawArguments;

@@ -684,29 +684,6 @@ bool ThreadedEngine::CloseOutputFile(QString *error)
     return ok;
 }
 
-bool ThreadedEngine::RenderNow(const QString &text, const RenderParams &params,
-                               QList<qint16> &samples)
-{
-    class Collect final : public RenderSink
-    {
-    public:
-        explicit Collect(QList<qint16> &samples)
-            : m_samples(samples)
-        {}
-        bool pcm(const qint16 *samples, qsizetype count) override
-        {
-            m_samples.append(QList<qint16>(samples, samples + count));
-            return true;
-        }
-        void word(int, int, qint64) override {}
-        bool cancelled() const override { return false; }
-
-    private:
-        QList<qint16> &m_samples;
-    } sink(samples);
-    return renderText(text, params, sink);
-}
-
 bool ThreadedEngine::WaitForQueueRoom(int timeoutMs)
 {
     // A few lines wait behind the one being rendered: a line takes the worker a few

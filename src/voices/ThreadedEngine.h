@@ -69,10 +69,6 @@ public:
         virtual bool cancelled() const = 0;
     };
 
-    // Renders one piece at once on the calling thread, bypassing the queue: the render helpers
-    // of a save use it. Nothing else may render meanwhile.
-    bool RenderNow(const QString &text, const RenderParams &params, QList<qint16> &samples);
-
 protected:
     // Whether pieces rendered into a file may be handed to helper processes running the same
     // back end (see RenderFarm).
