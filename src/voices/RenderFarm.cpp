@@ -269,6 +269,13 @@ RenderFarm::Run *RenderFarm::startRun()
     return m_runs.back().get();
 }
 
+qint64 RenderFarm::roomInChars() const
+{
+    const bool open = !m_runs.empty() && !m_runs.back()->full;
+    return qint64(m_workers - int(m_runs.size())) * RunChars +
+           (open ? std::max<qint64>(1, RunChars - m_runs.back()->chars) : 0);
+}
+
 RenderFarm::Submitted RenderFarm::submit(const Key &key, const QString &text,
                                          const ThreadedEngine::RenderParams &params)
 {

@@ -55,6 +55,8 @@ public:
         return !m_pending.empty() && m_pending.front().key == key;
     }
     bool isAfterLastSubmitted(const Key &key) const { return key > m_last; }
+    // About how much more text the helpers can be handed now.
+    qint64 roomInChars() const;
     enum Submitted { Taken, Later, Failed };
     // Later when as many runs as helpers are still to be taken.
     Submitted submit(const Key &key, const QString &text,

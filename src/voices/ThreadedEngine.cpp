@@ -370,7 +370,7 @@ void ThreadedEngine::Private::feedFarm(const Job &current)
         RenderParams params;
     };
     std::vector<Piece> wanted;
-    int room = 1024;
+    qint64 room = farm->roomInChars();
     const auto collect = [&](const Job &j) {
         for (int i = 0; i < j.items.size() && room > 0; ++i) {
             const RenderItem &item = j.items.at(i);
@@ -378,7 +378,7 @@ void ThreadedEngine::Private::feedFarm(const Job &current)
             if (item.segment.kind != SpeechSegment::Text || !farm->isAfterLastSubmitted(key))
                 continue;
             wanted.push_back({key, item.segment.text, item.params});
-            --room;
+            room -= std::max<qint64>(1, item.segment.text.size());
         }
     };
     if (current.generation == generation)
