@@ -9,13 +9,13 @@ namespace tonaris {
 // tags and add to the engine's own rate; volume is a percentage of the engine's volume.
 struct TagState
 {
-    int volume = 100;      // 0..100
-    int rate = 0;          // -10..10, added to the engine's Rate
-    int pitch = 0;         // -10..10, 0 is the voice's middle
-    QString voiceRequired; // attributes of <VOICE REQUIRED=...>, e.g. "Name=English (America)"
-    QString voiceOptional; // attributes of <VOICE OPTIONAL=...>
-    bool spell = false;    // inside <SPELL>
-    int emphasis = 0;      // nesting depth of <EMPH>
+    int volume = 100;       // 0..100
+    int rate = 0;           // -10..10, added to the engine's Rate
+    int pitch = 0;          // -10..10, 0 is the voice's middle
+    QString voiceRequired;  // attributes of <VOICE REQUIRED=...>, e.g. "Name=English (America)"
+    QString voiceOptional;  // attributes of <VOICE OPTIONAL=...>
+    bool spell = false;     // inside <SPELL>
+    int emphasis = 0;       // nesting depth of <EMPH>
 
     bool operator==(const TagState &) const = default;
 };
@@ -26,11 +26,11 @@ struct SpeechSegment
     enum Kind { Text, Silence, Bookmark };
 
     Kind kind = Text;
-    QString text;         // Text: what to synthesise, markup removed and entities decoded
-    QList<int> sourcePos; // Text: for each character of text, its 0-based position in the input
-    int silenceMs = 0;    // Silence
-    QString bookmark;     // Bookmark: the mark's name
-    int sourceStart = 0;  // 0-based position in the input where the segment starts
+    QString text;            // Text: what to synthesise, markup removed and entities decoded
+    QList<int> sourcePos;    // Text: for each character of text, its 0-based position in the input
+    int silenceMs = 0;       // Silence
+    QString bookmark;        // Bookmark: the mark's name
+    int sourceStart = 0;     // 0-based position in the input where the segment starts
     TagState state;
 
     bool operator==(const SpeechSegment &) const = default;
