@@ -689,8 +689,8 @@ bool ThreadedEngine::WaitForQueueRoom(int timeoutMs)
     // A few lines wait behind the one being rendered: a line takes the worker a few
     // milliseconds, about what the window's event loop may keep the save's tick away, so with a
     // single line waiting the worker would sit idle between ticks. The queue stays short, so a
-    // purge has little to throw away.
-    // Render helpers need the lines of a run or two ahead.
+    // purge has little to throw away. Render helpers need the lines of a run for each of them
+    // ahead; a purge then throws away text only, no sound.
     const std::size_t linesAhead = d->file && d->farmWorkers > 0 ? 1024 : 8;
     std::unique_lock lock(d->mutex);
     return d->idle.wait_for(lock, std::chrono::milliseconds(std::max(0, timeoutMs)),
