@@ -133,6 +133,19 @@ public:
     }
 }
 
+// The child rendering a run, while there is one. Asked to end, a helper ends it first, so
+// that no process of a save outlives the save.
+volatile sig_atomic_t runningChild = 0;
+
+void endHelper(int)
+{
+    if (runningChild > 0) {
+        ::kill(pid_t(runningChild), SIGKILL);
+        ::waitpid(pid_t(runningChild), nullptr, 0);
+    }
+    ::_exit(0);
+}
+
 } // namespace
 
 struct RenderFarm::Helper
@@ -142,8 +155,11 @@ struct RenderFarm::Helper
 
     ~Helper()
     {
-        process.kill();
-        process.waitForFinished(1000);
+        process.terminate();
+        if (!process.waitForFinished(1000)) {
+            process.kill();
+            process.waitForFinished(1000);
+        }
     }
 };
 
@@ -187,6 +203,9 @@ int RenderFarm::runWorker()
     // The engine starts here, once: each run's child begins from this state.
     if (!EspeakEngine::available())
         return 1;
+    struct sigaction ending = {};
+    ending.sa_handler = endHelper;
+    ::sigaction(SIGTERM, &ending, nullptr);
     for (;;) {
         quint32 size = 0, length = 0;
         if (!readFully(STDIN_FILENO, &size, sizeof size))
@@ -199,11 +218,15 @@ int RenderFarm::runWorker()
         const pid_t child = ::fork();
         if (child < 0)
             return 1;
-        if (child == 0)
+        if (child == 0) {
+            ::signal(SIGTERM, SIG_DFL);
             renderRun(path);
+        }
+        runningChild = child;
         int status = 0;
         while (::waitpid(child, &status, 0) < 0 && errno == EINTR) {
         }
+        runningChild = 0;
         if (!WIFEXITED(status) || WEXITSTATUS(status) != 0)
             return 1;
     }

@@ -21,7 +21,7 @@ namespace {
 // The render helpers of this process and their children, by process number.
 QList<qint64> helpers()
 {
-    QList<qint64> found;
+    QMap<qint64, qint64> parents; // of every render helper on the machine
     for (const QString &pid : QDir(QStringLiteral("/proc")).entryList(QDir::Dirs)) {
         QFile cmdline(QStringLiteral("/proc/%1/cmdline").arg(pid));
         QFile status(QStringLiteral("/proc/%1/status").arg(pid));
@@ -31,11 +31,16 @@ QList<qint64> helpers()
         if (args.size() < 2 || args.at(1) != "--render-worker")
             continue;
         const QByteArray all = status.readAll();
-        const qsizetype at = all.indexOf("PPid:");
-        const qint64 parent =
-            all.mid(at + 5, all.indexOf('\n', at) - at - 5).trimmed().toLongLong();
-        if (parent == QCoreApplication::applicationPid() || found.contains(parent))
-            found.append(pid.toLongLong());
+        const qsizetype at = all.indexOf("PPid:") + 5;
+        parents.insert(pid.toLongLong(),
+                       all.mid(at, all.indexOf('\n', at) - at).trimmed().toLongLong());
+    }
+    QList<qint64> found;
+    for (auto it = parents.begin(); it != parents.end(); ++it) {
+        const qint64 parent = it.value();
+        if (parent == QCoreApplication::applicationPid() ||
+            parents.value(parent, 0) == QCoreApplication::applicationPid())
+            found.append(it.key());
     }
     return found;
 }
