@@ -6,6 +6,7 @@
 #include "shell/WidgetDialogs.h"
 #include "voices/EspeakEngine.h"
 #include "voices/ExternalVoices.h"
+#include "voices/RenderFarm.h"
 #include "voices/VoiceCatalogue.h"
 
 #include <QApplication>
@@ -17,6 +18,7 @@
 
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -188,6 +190,9 @@ bool displayNamed()
 
 int main(int argc, char *argv[])
 {
+    // A helper of a save running in another instance: it renders what that one hands it.
+    if (argc == 2 && std::strcmp(argv[1], tonaris::RenderFarm::RenderWorkerArgument) == 0)
+        return tonaris::RenderFarm::runWorker();
     // "/hidden" and "--help" are known before Qt starts: help needs no screen, and a hidden run
     // without a display runs on the offscreen platform.
     QStringList rawArguments;
@@ -237,6 +242,7 @@ int main(int argc, char *argv[])
 
     QApplication app(argc, argv);
     QApplication::setApplicationName(QStringLiteral("Tonaris"));
+    tonaris::RenderFarm::setWorkerProgram(QCoreApplication::applicationFilePath());
     if (!hiddenRun) {
         qInstallMessageHandler(loudMessages);
         for (const auto &[type, text] : std::as_const(heldBack))

@@ -820,6 +820,9 @@ void SaveToAudio::SaveStep()
 
         if (splitting() && (s.SpeechLineIndex >= s.SpeechLineCount ||
                             s.AudioCharsWritten > AudioVolumeLimit || s.SplitNow)) {
+            // The engine may hold many lines of this volume still: the close waits for none.
+            if (!voice->WaitUntilDone(std::max<int>(0, StepBudgetMs - int(budget.elapsed()))))
+                break;
             s.SplitNow = false;
             if (!closeVolume(s.SpeechLineIndex >= s.SpeechLineCount))
                 return;

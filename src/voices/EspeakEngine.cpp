@@ -179,6 +179,11 @@ QList<VoiceInfo> EspeakEngine::listVoices() const
 
 bool EspeakEngine::renderText(const QString &text, const RenderParams &params, RenderSink &sink)
 {
+    return RenderPiece(text, params, sink);
+}
+
+bool EspeakEngine::RenderPiece(const QString &text, const RenderParams &params, RenderSink &sink)
+{
     QList<int> spokenToText;
     const QString spoken = params.spell ? spelled(text, spokenToText) : text;
 

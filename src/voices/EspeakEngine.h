@@ -15,8 +15,12 @@ public:
 
     // False when espeak-ng could not start (no data installed).
     static bool available();
+    // Renders on the calling thread, as the engine's own thread does; for the render helpers,
+    // which have no engine object.
+    static bool RenderPiece(const QString &text, const RenderParams &params, RenderSink &sink);
 
 protected:
+    bool rendersInHelpers() const override { return true; }
     bool renderText(const QString &text, const RenderParams &params, RenderSink &sink) override;
     QList<VoiceInfo> listVoices() const override;
     QString defaultVoiceId() const override;

@@ -4,9 +4,11 @@
 #include "audio/PcmConverter.h"
 #include "audio/WavReader.h"
 #include "audio/WavWriter.h"
+#include "voices/RenderFarm.h"
 
 #include <QCoreApplication>
 #include <QEventLoop>
+#include <QFileInfo>
 #include <QLoggingCategory>
 #include <QTimer>
 
@@ -33,7 +35,8 @@ struct Job
     int stream = 0;
     quint64 generation = 0;
     QList<RenderItem> items;
-    QList<qint16> pcm; // a sound file's samples, for SpeakStream
+    QList<qint16> pcm;     // a sound file's samples, for SpeakStream
+    bool dropFarm = false; // not a job: the render helpers of the file that closed go
 };
 
 // "Name=Alex;Gender=Female" as key/value pairs; keys lower-cased.
@@ -100,8 +103,17 @@ struct ThreadedEngine::Private
     std::unique_ptr<PcmConverter> fileConverter;
     QByteArray fileBuffer;
     std::atomic<qint64> fileBytes{0};
+    // Render helpers for the file, started with its first piece; worker thread only, but for
+    // farmWorkers, set with the file.
+    int farmWorkers = 0;
+    QString farmFolder;
+    std::unique_ptr<RenderFarm> farm;
+    bool farmFailed = false;
+    quint64 farmGeneration = 0;
 
     void run();
+    void feedFarm(const Job &current);
+    void renderText(const Job &job, int index, ThreadedEngine::RenderSink &sink);
     void waitIdle();
     void render(Job &job);
     int enqueue(Job job, bool wait);
@@ -244,14 +256,22 @@ void ThreadedEngine::Private::run()
         {
             std::unique_lock lock(mutex);
             wake.wait(lock, [this] { return quitting || !queue.empty(); });
-            if (quitting)
+            if (quitting) {
+                lock.unlock();
+                farm.reset();
                 return;
+            }
             job = std::move(queue.front());
             queue.pop_front();
             busy = true;
         }
         idle.notify_all(); // room in the queue
-        render(job);
+        if (job.dropFarm) {
+            farm.reset();
+            farmFailed = false;
+        } else {
+            render(job);
+        }
         {
             std::lock_guard lock(mutex);
             busy = false;
@@ -272,6 +292,15 @@ void ThreadedEngine::Private::render(Job &job)
     const qint64 startBytes = file ? file->dataBytes() : 0;
     if (file)
         sink.toFile(file.get(), fileConverter.get(), &fileBuffer, &fileBytes);
+    // What the helpers had of a purge is of no use.
+    if (farm && farmGeneration != job.generation)
+        farm.reset();
+    if (file && farmWorkers > 0 && !farm && !farmFailed) {
+        farm = std::make_unique<RenderFarm>(farmWorkers, farmFolder);
+        farmGeneration = job.generation;
+    }
+    if (farm)
+        feedFarm(job);
     sink.marker(AudioMarker::StartStream);
     if (!job.pcm.isEmpty()) {
         sink.beginPiece(nullptr);
@@ -281,15 +310,14 @@ void ThreadedEngine::Private::render(Job &job)
                 break;
         }
     }
-    for (const RenderItem &item : std::as_const(job.items)) {
+    for (int i = 0; i < job.items.size(); ++i) {
         if (sink.cancelled())
             break;
-        const SpeechSegment &seg = item.segment;
+        const SpeechSegment &seg = job.items.at(i).segment;
         sink.beginPiece(&seg);
         switch (seg.kind) {
         case SpeechSegment::Text:
-            if (!q->renderText(seg.text, item.params, sink) && !sink.cancelled())
-                qCWarning(lcEngine) << "the engine failed on" << seg.text.left(40);
+            renderText(job, i, sink);
             break;
         case SpeechSegment::Silence: {
             const QList<qint16> silence(
@@ -307,6 +335,69 @@ void ThreadedEngine::Private::render(Job &job)
     sink.flush();
     if (file && !sink.cancelled())
         emit q->OutputWritten(job.stream, startBytes, file->dataBytes());
+}
+
+// A piece of text rendered here or, when a helper has it, taken from the helper.
+void ThreadedEngine::Private::renderText(const Job &job, int index, RenderSink &sink)
+{
+    const RenderItem &item = job.items.at(index);
+    const RenderFarm::Key key{job.stream, index};
+    if (farm && !farm->isPending(key))
+        feedFarm(job);
+    if (farm) {
+        QList<qint16> samples;
+        if (farm->isPending(key) && farm->take(samples, [&sink] { return sink.cancelled(); })) {
+            feedFarm(job);
+            sink.pcm(samples.constData(), samples.size());
+            return;
+        }
+        // Cancelled, or the helpers failed: the pieces handed over are lost either way.
+        farm.reset();
+        if (sink.cancelled())
+            return;
+        farmFailed = true;
+        qCWarning(lcEngine) << "rendering on in this process only";
+    }
+    if (!q->renderText(item.segment.text, item.params, sink) && !sink.cancelled())
+        qCWarning(lcEngine) << "the engine failed on" << item.segment.text.left(40);
+}
+
+// Hands the helpers the pieces of text that follow, of this job and of those queued, as far as
+// they have room.
+void ThreadedEngine::Private::feedFarm(const Job &current)
+{
+    struct Piece
+    {
+        RenderFarm::Key key;
+        QString text;
+        RenderParams params;
+    };
+    std::vector<Piece> wanted;
+    qint64 room = farm->roomInChars();
+    const auto collect = [&](const Job &j) {
+        for (int i = 0; i < j.items.size() && room > 0; ++i) {
+            const RenderItem &item = j.items.at(i);
+            const RenderFarm::Key key{j.stream, i};
+            if (item.segment.kind != SpeechSegment::Text || !farm->isAfterLastSubmitted(key))
+                continue;
+            wanted.push_back({key, item.segment.text, item.params});
+            room -= std::max<qint64>(1, item.segment.text.size());
+        }
+    };
+    if (current.generation == generation)
+        collect(current);
+    {
+        std::lock_guard lock(mutex);
+        for (const Job &j : queue) {
+            if (room <= 0 || j.dropFarm)
+                break;
+            if (j.pcm.isEmpty() && j.generation == generation)
+                collect(j);
+        }
+    }
+    for (const Piece &p : wanted)
+        if (farm->submit(p.key, p.text, p.params) != RenderFarm::Taken)
+            break;
 }
 
 // Hands a job to the worker. A synchronous call waits with the event loop running, so that
@@ -569,6 +660,8 @@ bool ThreadedEngine::OpenOutputFile(const QString &path, QString *error)
     d->file = std::move(file);
     d->fileConverter = std::move(converter);
     d->fileBytes = 0;
+    d->farmWorkers = rendersInHelpers() ? RenderFarm::workersWanted() : 0;
+    d->farmFolder = QFileInfo(path).absolutePath();
     return true;
 }
 
@@ -576,6 +669,11 @@ bool ThreadedEngine::CloseOutputFile(QString *error)
 {
     if (!d->file)
         return true;
+    if (d->farmWorkers > 0) {
+        Job drop;
+        drop.dropFarm = true;
+        d->enqueue(std::move(drop), false);
+    }
     d->waitIdle();
     std::unique_ptr<WavWriter> file;
     {
@@ -594,11 +692,12 @@ bool ThreadedEngine::WaitForQueueRoom(int timeoutMs)
     // A few lines wait behind the one being rendered: a line takes the worker a few
     // milliseconds, about what the window's event loop may keep the save's tick away, so with a
     // single line waiting the worker would sit idle between ticks. The queue stays short, so a
-    // purge has little to throw away.
-    constexpr std::size_t LinesAhead = 8;
+    // purge has little to throw away. Render helpers need the lines of a run for each of them
+    // ahead; a purge then throws away text only, no sound.
+    const std::size_t linesAhead = d->file && d->farmWorkers > 0 ? 1024 : 8;
     std::unique_lock lock(d->mutex);
     return d->idle.wait_for(lock, std::chrono::milliseconds(std::max(0, timeoutMs)),
-                            [this] { return d->quitting || d->queue.size() < LinesAhead; });
+                            [&] { return d->quitting || d->queue.size() < linesAhead; });
 }
 
 bool ThreadedEngine::HasOutputFile() const

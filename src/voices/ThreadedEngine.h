@@ -70,6 +70,9 @@ public:
     };
 
 protected:
+    // Whether pieces rendered into a file may be handed to helper processes running the same
+    // back end (see RenderFarm).
+    virtual bool rendersInHelpers() const { return false; }
     // Called on the worker thread only. Returns false on failure of the back end.
     virtual bool renderText(const QString &text, const RenderParams &params, RenderSink &sink) = 0;
     // Called once, on the creating thread, by the first GetVoices().
