@@ -11,7 +11,6 @@
 #include "voices/ExternalVoiceEngine.h"
 #include "voices/VoiceCatalogue.h"
 
-#include <QSvgRenderer>
 #include <QTest>
 #include <QtWidgets>
 
@@ -285,16 +284,6 @@ private slots:
         QVERIFY(child<QComboBox>("ComboAudioOutput")->isEnabled());
         QVERIFY(child<QAction>("menuTAGValidityOnlyForCurrentLine")->isVisible());
         QVERIFY(visibleItems("menuFrench").isEmpty());
-    }
-
-    void everyFrameLoads()
-    {
-        for (bool female : {false, true})
-            for (int face = 0; face < 3; ++face)
-                for (const char *frame : {"idle", "mouth1", "mouth2", "mouth3", "blink"}) {
-                    const QString path = TalkingCharacter::framePath(female, face, frame);
-                    QVERIFY2(QSvgRenderer(path).isValid(), qPrintable(path));
-                }
     }
 
     // Faces go round per gender from the first; a voice keeps its face; anything but FEMALE is

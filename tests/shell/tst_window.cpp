@@ -164,25 +164,6 @@ private slots:
         QCOMPARE(control->geometry(), QRect(10, 20, 100, 50));
     }
 
-    // Below the minimum the form snaps back, unless the screen itself is smaller.
-    void resizerKeepsTheMinimumWhereTheScreenHoldsIt()
-    {
-        for (const auto &[screen, after] : {std::pair{QSize(1024, 768), QSize(400, 300)},
-                                            std::pair{QSize(320, 240), QSize(200, 100)}}) {
-            QWidget form;
-            new QWidget(&form);
-            form.resize(400, 300);
-            Resizer resizer;
-            resizer.setScreenSize([screen] { return screen; });
-            resizer.setSourceForm(&form);
-            resizer.setMinSizeLimit(true);
-            resizer.ResizeControls();
-            form.resize(200, 100);
-            resizer.ResizeControls();
-            QCOMPARE(form.size(), after);
-        }
-    }
-
     // Title bar and a desktop panel take about 70 pixels of a 1024x768 screen.
     void windowFitsA1024x768Screen()
     {
