@@ -78,6 +78,22 @@ private slots:
         QVERIFY(!test::child<QLabel>(form, "Label2")->isEnabled());
     }
 
+    // Batch conversion from the menu: the output is named by all but the last extension.
+    void batchFromTheMenu()
+    {
+        QFile doc(m_dir.filePath(QStringLiteral("a.1.txt")));
+        QVERIFY(doc.open(QIODevice::WriteOnly) && doc.write("A short document.") > 0);
+        doc.close();
+        w->Text1->setText(QStringLiteral("Kept as it is."));
+        dialogs.multipleFiles = {doc.fileName()};
+        test::child<QAction>(w, "menuBatchConversion")->trigger();
+        QTRY_VERIFY_WITH_TIMEOUT(!dialogs.messages.isEmpty(), 60000);
+        QVERIFY(
+            dialogs.messages.first().endsWith(QLatin1String("Batch conversions accomplished.")));
+        QVERIFY(QFileInfo(m_dir.filePath(QStringLiteral("a.1.mp3"))).size() > 1000);
+        QCOMPARE(w->Text1->text(), QStringLiteral("Kept as it is."));
+    }
+
     void overwriteQuestion_data()
     {
         QTest::addColumn<int>("answer");
