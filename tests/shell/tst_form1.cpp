@@ -96,7 +96,8 @@ private slots:
         QTRY_COMPARE(voice->spoken().value(2), QStringLiteral("beta"));
     }
 
-    void contextMenuOffersTheSpeechItems()
+    // The editor's popup, keyword menu and find keys, then Enter reading the line it ends.
+    void editorMenusAndKeys()
     {
         bool handled = false;
         emit w->Text1->ContextMenu(handled, w->mapToGlobal(QPoint(20, 20)));
@@ -108,27 +109,6 @@ private slots:
                 captions.append(a->text());
         QCOMPARE(captions.mid(3, 2), (QStringList{"Speak selected", "Speak from here"}));
         menu->hide();
-    }
-
-    void enterReadsTheLineItEnds()
-    {
-        child<QCheckBox>("CheckSpeechLineOnPressEnter")->setChecked(true);
-        w->Text1->setText(QStringLiteral("hello there\r\n#STOP"));
-        w->Text1->SetSelStart(11);
-        QTest::keyClick(w->Text1->editor(), Qt::Key_Return);
-        QTRY_COMPARE(voice->spoken().value(0), QStringLiteral("hello there"));
-        QVERIFY(w->Text1->text().startsWith(QStringLiteral("hello there\r\n\r\n")));
-        voice->finish();
-        QTRY_COMPARE(w->session().StatusDisplay, 0);
-        // A keyword line is not read.
-        w->Text1->SetSelStart(w->Text1->Length());
-        QTest::keyClick(w->Text1->editor(), Qt::Key_Return);
-        QTest::qWait(50);
-        QCOMPARE(voice->spoken().size(), 1);
-    }
-
-    void keywordMenuInsertsAtTheLineStart()
-    {
         w->Text1->setText(QStringLiteral("one\r\ntwo"));
         w->Text1->SetSelStart(6);
         child<QAction>("menuWait")->trigger();
@@ -141,10 +121,6 @@ private slots:
         const QString before = w->Text1->text();
         child<QAction>("menuPlaySoundFile")->trigger();
         QCOMPARE(w->Text1->text(), before);
-    }
-
-    void findKeysOpenTheWindows()
-    {
         w->Text1->setText(QStringLiteral("one two one"));
         QTest::keyClick(w->Text1->editor(), Qt::Key_F, Qt::ControlModifier);
         auto *find = child<QDialog>("FormFind");
@@ -158,6 +134,20 @@ private slots:
         QCOMPARE(w->Text1->SelStart(), 8);
         QTest::keyClick(w->Text1->editor(), Qt::Key_R, Qt::ControlModifier);
         QVERIFY(child<QDialog>("FormReplace")->isVisible());
+        child<QDialog>("FormReplace")->hide();
+        child<QCheckBox>("CheckSpeechLineOnPressEnter")->setChecked(true);
+        w->Text1->setText(QStringLiteral("hello there\r\n#STOP"));
+        w->Text1->SetSelStart(11);
+        QTest::keyClick(w->Text1->editor(), Qt::Key_Return);
+        QTRY_COMPARE(voice->spoken().value(0), QStringLiteral("hello there"));
+        QVERIFY(w->Text1->text().startsWith(QStringLiteral("hello there\r\n\r\n")));
+        voice->finish();
+        QTRY_COMPARE(w->session().StatusDisplay, 0);
+        // A keyword line is not read.
+        w->Text1->SetSelStart(w->Text1->Length());
+        QTest::keyClick(w->Text1->editor(), Qt::Key_Return);
+        QTest::qWait(50);
+        QCOMPARE(voice->spoken().size(), 1);
     }
 
     void settingsSurviveARestart()
