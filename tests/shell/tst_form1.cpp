@@ -1,9 +1,13 @@
-// The main window driven as a user would, on a scripted engine.
+// The main window driven as a user would, on a scripted engine; its Italian translation and
+// the rules of TranslateForm.
 #include "RecordingDialogs.h"
 #include "ScriptedWindow.h"
 #include "config/AppPaths.h"
 #include "config/KelIni.h"
+#include "config/MultiLang.h"
+#include "shell/FormFind.h"
 #include "shell/LevelSlider.h"
+#include "shell/TranslateForm.h"
 #include "textprep/Text.h"
 
 #include <QTest>
@@ -12,6 +16,10 @@
 using namespace tonaris;
 using tonaris::test::RecordingDialogs;
 using tonaris::test::ScriptedEngine;
+
+namespace {
+const QString Italian = QStringLiteral(TONARIS_SOURCE_DIR "/data/Italiano.lng");
+}
 
 class TestForm1 : public QObject, tonaris::test::ScriptedWindow
 {
@@ -36,10 +44,15 @@ private slots:
     }
     void init()
     {
+        QFile::remove(SettingsFilePath());
         QVERIFY(openWindow());
         dialogs.clear();
     }
-    void cleanup() { closeWindow(); }
+    void cleanup()
+    {
+        closeWindow();
+        MultiLang::UnloadLanguage();
+    }
 
     // The offscreen screen is 800 by 600: the warning comes once, and never again after a restart.
     void smallScreenIsToldOnceEver()
@@ -57,88 +70,71 @@ private slots:
         QCOMPARE(dialogs.messages.size(), 1);
     }
 
-    void captionsAndDisplayFollowTheSession()
+    // The buttons by their mnemonics; the status, light, captions and lock follow the session.
+    void mnemonicsDriveTheSessionAndTheDisplayFollows()
     {
         auto *speak = child<QPushButton>("CommandSpeech");
-        auto *pause = child<QPushButton>("CommandPauseResume");
-        auto *status = child<QLabel>("StatusBar");
-        QCOMPARE(visibleLight()->objectName(), QStringLiteral("ImagePuntoSpento"));
-        w->Text1->setText(QStringLiteral("one\r\ntwo"));
-        QTest::mouseClick(speak, Qt::LeftButton);
-        QTRY_COMPARE(status->text(), QStringLiteral("Reproducing"));
-        QCOMPARE(speak->text(), QStringLiteral("&Stop"));
-        QCOMPARE(visibleLight()->objectName(), QStringLiteral("ImagePuntoVerde"));
-        QVERIFY(w->Text1->Locked());
-
-        QTest::mouseClick(pause, Qt::LeftButton);
-        QTRY_COMPARE(status->text(), QStringLiteral("Paused"));
-        QCOMPARE(pause->text(), QStringLiteral("Res&ume"));
-        QCOMPARE(visibleLight()->objectName(), QStringLiteral("ImagePuntoSpento"));
-
-        QTest::mouseClick(pause, Qt::LeftButton);
-        QTRY_COMPARE(status->text(), QStringLiteral("Reproducing"));
-        voice->finish();
-        QTRY_COMPARE(voice->spoken().size(), 2);
-        voice->finish();
-        QTRY_COMPARE(status->text(), QStringLiteral("Ready"));
-        QCOMPARE(speak->text(), QStringLiteral("&Speak"));
-        QVERIFY(!w->Text1->Locked());
-    }
-
-    void mnemonicsReachTheButtons()
-    {
+        const auto looks = [&](const char *status, const char *light) {
+            QTRY_COMPARE(child<QLabel>("StatusBar")->text(), QLatin1String(status));
+            QCOMPARE(visibleLight()->objectName(), QLatin1String(light));
+        };
         w->Text1->setText(QStringLiteral("alpha\r\nbeta"));
         QTest::keyClick(w, Qt::Key_S, Qt::AltModifier);
-        QTRY_COMPARE(w->session().SpeechState, 1);
+        looks("Reproducing", "ImagePuntoVerde");
+        QVERIFY(w->Text1->Locked() && speak->text() == QLatin1String("&Stop"));
         voice->finish();
         QTRY_COMPARE(voice->spoken().size(), 2);
         QTest::keyClick(w, Qt::Key_U, Qt::AltModifier);
-        QTRY_COMPARE(w->session().SpeechState, 2);
+        looks("Paused", "ImagePuntoSpento");
+        QCOMPARE(child<QPushButton>("CommandPauseResume")->text(), QStringLiteral("Res&ume"));
         QTest::keyClick(w, Qt::Key_S, Qt::AltModifier);
-        QTRY_COMPARE(w->session().SpeechState, 0);
+        looks("Ready", "ImagePuntoSpento");
+        QVERIFY(!w->Text1->Locked() && speak->text() == QLatin1String("&Speak"));
         QCOMPARE(w->Text1->SelStart(), 7); // Stop leaves the caret on the line being spoken
         w->Text1->SetSelStart(0);
         QTest::keyClick(w, Qt::Key_N, Qt::AltModifier);
         QTRY_COMPARE(voice->spoken().value(2), QStringLiteral("beta"));
     }
 
-    void contextMenuOffersTheSpeechItems()
+    // The editor's popup, keyword menu and find keys, then Enter reading the line it ends.
+    void editorMenusAndKeys()
     {
         bool handled = false;
         emit w->Text1->ContextMenu(handled, w->mapToGlobal(QPoint(20, 20)));
-        QVERIFY(handled);
         auto *menu = child<QMenu>("MenuQuickVoiceSelect");
-        QTRY_VERIFY(menu->isVisible());
+        QTRY_VERIFY(handled && menu->isVisible());
         QStringList captions;
         for (QAction *a : menu->actions())
-            if (!a->isSeparator() && a->isVisible())
+            if (a->isVisible() && !a->isSeparator())
                 captions.append(a->text());
-        QCOMPARE(captions, (QStringList{"English (USA)", "Insert special TAG", "Insert KEYWORD",
-                                        "Speak selected", "Speak from here", "Cut", "Copy", "Paste",
-                                        "Delete", "Select all"}));
+        QCOMPARE(captions.mid(3, 2), (QStringList{"Speak selected", "Speak from here"}));
         menu->hide();
-    }
-
-    void selectAllCutPasteAtAnyPosition()
-    {
-        const QString big = QString(40000, QLatin1Char('x')) + QStringLiteral("\r\ntail");
-        w->Text1->setText(big);
-        QTest::keyClick(w->Text1->editor(), Qt::Key_A, Qt::ControlModifier);
-        QCOMPARE(w->Text1->SelLength(), w->Text1->Length());
-        // Beyond 32767 characters cut and paste still work.
-        w->Text1->SetSelStart(40002);
-        w->Text1->SetSelLength(4);
-        w->menuCut_Click();
-        QCOMPARE(w->Text1->text(), QString(40000, QLatin1Char('x')) + QStringLiteral("\r\n"));
-        w->Text1->SetSelStart(0);
-        w->menuPaste_Click();
-        QVERIFY(w->Text1->text().startsWith(QStringLiteral("tailx")));
-        w->Text1->editor()->undo();
-        QCOMPARE(w->Text1->Length(), 40002);
-    }
-
-    void enterReadsTheLineItEnds()
-    {
+        w->Text1->setText(QStringLiteral("one\r\ntwo"));
+        w->Text1->SetSelStart(6);
+        child<QAction>("menuWait")->trigger();
+        QCOMPARE(w->Text1->text(), QStringLiteral("one\r\n#WAIT 3\r\ntwo"));
+        QCOMPARE(w->Text1->SelStart(), 12);
+        dialogs.files = QStringList{QStringLiteral("/tmp/a b.mp3")};
+        child<QAction>("menuPlaySoundFile")->trigger();
+        QVERIFY(w->Text1->text().contains(QStringLiteral("#PLAY \"/tmp/a b.mp3\"\r\n#WAIT 3")));
+        dialogs.files = QStringList{QStringLiteral("/tmp/notes.txt")}; // not a sound: nothing
+        const QString before = w->Text1->text();
+        child<QAction>("menuPlaySoundFile")->trigger();
+        QCOMPARE(w->Text1->text(), before);
+        w->Text1->setText(QStringLiteral("one two one"));
+        QTest::keyClick(w->Text1->editor(), Qt::Key_F, Qt::ControlModifier);
+        auto *find = child<QDialog>("FormFind");
+        QVERIFY(find->isVisible());
+        test::child<QLineEdit>(find, "TextFind")->setText(QStringLiteral("one"));
+        find->hide();
+        w->activateWindow();
+        QVERIFY(QTest::qWaitForWindowActive(w));
+        w->Text1->SetSelStart(1);
+        QTest::keyClick(w->Text1->editor(), Qt::Key_F3);
+        QCOMPARE(w->Text1->SelStart(), 8);
+        QTest::keyClick(w->Text1->editor(), Qt::Key_R, Qt::ControlModifier);
+        QVERIFY(child<QDialog>("FormReplace")->isVisible());
+        child<QDialog>("FormReplace")->hide();
         child<QCheckBox>("CheckSpeechLineOnPressEnter")->setChecked(true);
         w->Text1->setText(QStringLiteral("hello there\r\n#STOP"));
         w->Text1->SetSelStart(11);
@@ -154,66 +150,32 @@ private slots:
         QCOMPARE(voice->spoken().size(), 1);
     }
 
-    void keywordMenuInsertsAtTheLineStart()
-    {
-        w->Text1->setText(QStringLiteral("one\r\ntwo"));
-        w->Text1->SetSelStart(6);
-        child<QAction>("menuWait")->trigger();
-        QCOMPARE(w->Text1->text(), QStringLiteral("one\r\n#WAIT 3\r\ntwo"));
-        QCOMPARE(w->Text1->SelStart(), 12);
-        dialogs.files = QStringList{QStringLiteral("/tmp/a b.mp3")};
-        child<QAction>("menuPlaySoundFile")->trigger();
-        QVERIFY(w->Text1->text().contains(QStringLiteral("#PLAY \"/tmp/a b.mp3\"\r\n#WAIT 3")));
-        dialogs.files = QStringList{QStringLiteral("/tmp/notes.txt")}; // not a sound: nothing
-        const QString before = w->Text1->text();
-        child<QAction>("menuPlaySoundFile")->trigger();
-        QCOMPARE(w->Text1->text(), before);
-    }
-
-    void findKeysOpenTheWindows()
-    {
-        w->Text1->setText(QStringLiteral("one two one"));
-        QTest::keyClick(w->Text1->editor(), Qt::Key_F, Qt::ControlModifier);
-        auto *find = child<QDialog>("FormFind");
-        QVERIFY(find->isVisible());
-        test::child<QLineEdit>(find, "TextFind")->setText(QStringLiteral("one"));
-        find->hide();
-        w->activateWindow();
-        QVERIFY(QTest::qWaitForWindowActive(w));
-        w->Text1->SetSelStart(1);
-        QTest::keyClick(w->Text1->editor(), Qt::Key_F3);
-        QCOMPARE(w->Text1->SelStart(), 8);
-        QTest::keyClick(w->Text1->editor(), Qt::Key_R, Qt::ControlModifier);
-        QVERIFY(child<QDialog>("FormReplace")->isVisible());
-    }
-
     void settingsSurviveARestart()
     {
-        const QString file = SettingsFilePath();
-        QFile::remove(file);
+        QFile f(SettingsFilePath());
+        const auto saved = [&f] {
+            const QByteArray bytes = f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray();
+            f.close();
+            return bytes;
+        };
         {
-            // A first run: tags hold for one line, settings are saved, nothing else is on.
-            Form1 first(voice, over);
+            Form1 first(voice, over); // a first run: tags hold for one line
             QCOMPARE(first.session().TagsForCurrentLineOnly, 1);
-            for (const char *item : {"menuTAGValidityOnlyForCurrentLine", "menuWordWrap"})
+            for (const char *item :
+                 {"menuTAGValidityOnlyForCurrentLine", "menuWordWrap", "menuAutoSelectAudioFormat"})
                 test::child<QAction>(&first, item)->trigger();
             test::child<QCheckBox>(&first, "CheckSpeechLineOnPressEnter")->setChecked(true);
             test::child<QCheckBox>(&first, "CheckTracking")->setChecked(false);
             first.SetVolumeSlider(80);
             first.SetSpeedSlider(-3);
             first.SetPitchSlider(4);
-            test::child<QAction>(&first, "menuAutoSelectAudioFormat")->setChecked(false);
             test::child<QComboBox>(&first, "ComboAudioFormat")->setCurrentIndex(6);
             first.close();
         }
-        QFile f(file);
-        QVERIFY(f.open(QIODevice::ReadOnly));
-        const QByteArray saved = f.readAll();
-        f.close();
         for (const char *line :
              {"SaveSettings=True", "WordWrap=True", "Tracking=0",
               "TAGValidityOnlyForCurrentLine=False", "SpeechLineOnEnterPressed=1"})
-            QVERIFY2(saved.contains(line), line);
+            QVERIFY2(saved().contains(line), line);
         voice->volume = 100;
         voice->format = 22;
         {
@@ -225,86 +187,49 @@ private slots:
             QCOMPARE(voice->volume, 80);
             QCOMPARE(voice->rate, -3);
             QCOMPARE(second.session().CurrentPitch, 4);
-            QCOMPARE(voice->format, 10);
+            QCOMPARE(voice->format, 10); // the sixth entry of the list
+            // With saving off only the switch itself is written.
+            for (const char *item : {"menuSaveSettings", "menuWordWrap"})
+                test::child<QAction>(&second, item)->trigger();
+            second.close();
         }
-        // With the automatic choice on, the stored format is passed over for the voice's own.
-        IniFile ini(file);
+        QVERIFY(saved().contains("SaveSettings=False") && saved().contains("WordWrap=True"));
+        IniFile ini(SettingsFilePath());
+        ini.write(QStringLiteral("Settings"), QStringLiteral("Volume"), QStringLiteral("abc"));
         ini.write(QStringLiteral("Settings"), QStringLiteral("AutoSelectAudioFormat"),
                   QStringLiteral("True"));
         QVERIFY(ini.save());
         voice->format = 22;
-        {
-            Form1 third(voice, over);
-            QCOMPARE(voice->format, 22);
-            QCOMPARE(test::child<QComboBox>(&third, "ComboAudioFormat")->currentData(), 22);
-            // With saving off only the switch itself is written.
-            for (const char *item : {"menuSaveSettings", "menuWordWrap"})
-                test::child<QAction>(&third, item)->trigger();
-            third.close();
-        }
-        QVERIFY(f.open(QIODevice::ReadOnly));
-        const QByteArray after = f.readAll();
-        f.close();
-        QVERIFY(after.contains("SaveSettings=False") && after.contains("WordWrap=True"));
-
-        // A volume that is no number gives the default and one message.
-        QVERIFY(f.open(QIODevice::WriteOnly));
-        f.write("[Settings]\nVolume=abc\n");
-        f.close();
         ResetSettingReports();
         dialogs.messages.clear();
-        Form1 fourth(voice, over);
-        QCOMPARE(voice->volume, 50);
+        Form1 third(voice, over);
+        QCOMPARE(voice->format, 22); // automatic choice: the voice's own format, not the stored
+        QCOMPARE(voice->volume, 50); // a volume that is no number: the default and one message
         QCOMPARE(dialogs.messages.size(), 1);
     }
 
-    void sliderKeysReachTheEngine_data()
+    // Knob keys reach the engine (the pitch through the tags); verbose mode speaks the value,
+    // but only when idle.
+    void knobKeysReachTheEngineAndVerboseSpeaksWhenIdle()
     {
-        QTest::addColumn<QString>("knob");
-        QTest::addColumn<int>("key");
-        QTest::addColumn<int>("volume");
-        QTest::addColumn<int>("rate");
-        QTest::addColumn<int>("pitch");
-        QTest::newRow("volume up by 5") << "PictureVolumeButton" << int(Qt::Key_Up) << 55 << 0 << 0;
-        QTest::newRow("speed down by 1")
-            << "PictureSpeedButton" << int(Qt::Key_Down) << 50 << -1 << 0;
-        QTest::newRow("pitch up into the tags")
-            << "PicturePitchButton" << int(Qt::Key_Up) << 50 << 0 << 1;
-    }
-    void sliderKeysReachTheEngine()
-    {
-        QFETCH(QString, knob);
-        QFETCH(int, key);
-        QTest::keyClick(child<LevelSlider>(qPrintable(knob)), Qt::Key(key));
-        QTEST(voice->volume, "volume");
-        QTEST(voice->rate, "rate");
-        QTEST(w->session().CurrentPitch, "pitch");
-    }
-
-    void verboseModeSpeaksTheValueOnlyWhenIdle()
-    {
-        auto *knob = child<LevelSlider>("PictureVolumeButton");
-        QTest::keyClick(knob, Qt::Key_Up);
+        const auto press = [this](const char *knob, Qt::Key key) {
+            QTest::keyClick(child<LevelSlider>(knob), key);
+        };
+        press("PictureSpeedButton", Qt::Key_Down);
+        press("PicturePitchButton", Qt::Key_Up);
+        press("PictureVolumeButton", Qt::Key_Up);
+        QVERIFY(voice->volume == 55 && voice->rate == -1 && w->session().CurrentPitch == 1);
         QVERIFY(voice->spoken().isEmpty()); // verbose mode is off
         child<QAction>("menuVerbose")->setChecked(true);
         w->Text1->setText(QStringLiteral("one\r\ntwo"));
         child<QPushButton>("CommandSpeech")->click();
         QTRY_COMPARE(w->session().SpeechState, 1);
-        QTest::keyClick(knob, Qt::Key_Up);
+        press("PictureVolumeButton", Qt::Key_Up);
         QCOMPARE(voice->volume, 60);
         child<QPushButton>("CommandSpeech")->click();
         QTRY_COMPARE(w->session().SpeechState, 0);
-        QTest::keyClick(knob, Qt::Key_Up);
+        press("PictureVolumeButton", Qt::Key_Up);
         QCOMPARE(voice->spoken(), (QStringList{"one", "65"}));
-    }
-
-    void formatListOffersTheFormatsInCodeOrder()
-    {
-        auto *formats = child<QComboBox>("ComboAudioFormat");
-        QCOMPARE(formats->itemText(6), QStringLiteral("11 kHz 16 Bit Mono"));
-        QCOMPARE(formats->currentData().toInt(), 22); // the voice's own format is shown
-        formats->setCurrentIndex(6);
-        QCOMPARE(voice->format, 10);
     }
 
     void noAudioDeviceDisablesSpeaking()
@@ -313,9 +238,137 @@ private slots:
         mute.hasOutput = false;
         Form1 silent(&mute, over);
         QCOMPARE(dialogs.messages, QStringList{QStringLiteral("No audio devices available")});
-        QVERIFY(!silent.canSpeak());
         QVERIFY(!test::child<QPushButton>(&silent, "CommandSpeech")->isEnabled());
         QVERIFY(silent.Text1->isEnabled());
+    }
+
+    // Drives a window through idle, speaking and paused, calling `look` in each state.
+    void driveStates(Form1 &f, const std::function<void()> &look)
+    {
+        look();
+        f.Text1->setText(QStringLiteral("one\r\ntwo"));
+        test::child<QPushButton>(&f, "CommandSpeech")->click();
+        QTRY_COMPARE(f.session().SpeechState, 1);
+        look();
+        test::child<QPushButton>(&f, "CommandPauseResume")->click();
+        QTRY_COMPARE(f.session().SpeechState, 2);
+        look();
+        test::child<QPushButton>(&f, "CommandSpeech")->click();
+        QTRY_COMPARE(f.session().SpeechState, 0);
+    }
+
+    // Every caption, title, tool tip and action text of the English window, in each state, has
+    // an entry (a text added without one fails here); a window built with the language loaded
+    // translates them all.
+    void fileCoversTheWindow()
+    {
+        closeWindow(); // the windows here on engines of their own
+        ScriptedEngine v, o;
+        QStringList texts;
+        {
+            Form1 english(&v, &o);
+            english.menuReplace_Click();
+            driveStates(english, [&] {
+                for (QWidget *form :
+                     {static_cast<QWidget *>(&english), static_cast<QWidget *>(english.formFind())})
+                    for (const FormText &t : FormTexts(form))
+                        texts.append(t.text);
+            });
+            // Names of voices and languages come from the engines, not from the program.
+            for (const VoiceInfo &info : v.GetVoices())
+                texts.removeAll(info.name);
+            texts.removeAll(test::child<QComboBox>(&english, "ComboVoci")->itemText(0));
+            texts.removeAll(test::child<QLabel>(&english, "ImageBandiera")->toolTip());
+        }
+        texts.removeDuplicates();
+        QVERIFY(texts.size() > 40);
+        QVERIFY(MultiLang::LoadLanguageFile(Italian));
+        QStringList missing;
+        for (const QString &t : texts)
+            if (!MultiLang::HasEntry(t))
+                missing.append(t);
+        QVERIFY2(missing.isEmpty(), qPrintable(missing.join(QLatin1String(" | "))));
+
+        Form1 it(&v, &o);
+        it.menuReplace_Click();
+        QStringList captions;
+        driveStates(it, [&] {
+            captions << test::child<QPushButton>(&it, "CommandSpeech")->text()
+                     << test::child<QPushButton>(&it, "CommandPauseResume")->text();
+        });
+        QCOMPARE(captions,
+                 QStringList({"&Parla", "Pa&usa", "&Ferma", "Pa&usa", "&Ferma", "Ripre&ndi"}));
+        // The caption has an entry, so the tool tip stays English: one of the two, never both.
+        QCOMPARE(test::child<QCheckBox>(&it, "CheckTracking")->text(), "Mostra &tracciamento");
+        QCOMPARE(test::child<QCheckBox>(&it, "CheckTracking")->toolTip(),
+                 "Select the actually speaking word");
+        QCOMPARE(test::child<QAction>(&it, "menuCut2")->text(), "&Taglia\tCTRL+X");
+        QCOMPARE(it.formFind()->windowTitle(), "Trova");
+        QVERIFY2(MultiLang::UntranslatedKeys().isEmpty(),
+                 qPrintable(MultiLang::UntranslatedKeys().join(QLatin1String(" | "))));
+    }
+
+    void translateFormRulesByControlKind_data()
+    {
+        QTest::addColumn<QString>("kind");
+        QTest::addColumn<QString>("toolTip");
+        QTest::addColumn<QString>("caption"); // expected, from "Caption"
+        QTest::addColumn<QString>("tip");     // expected
+        const auto row = [](const char *name, const char *kind, const char *tip,
+                            const char *caption, const char *tipAfter) {
+            QTest::newRow(name) << kind << tip << caption << tipAfter;
+        };
+        row("label: caption before a later tip", "label", "Tip", "&Didascalia", "Tip");
+        row("label: an earlier tip wins", "label", "Early tip", "Caption", "Presto");
+        row("frame", "frame", "Tip", "&Didascalia", "Tip");
+        row("button", "button", "Tip", "&Didascalia", "Tip");
+        row("check box: tip only when the caption has none", "check", "Early tip", "Caption",
+            "Presto");
+        row("radio button", "radio", "", "&Didascalia", "");
+        row("text box: tip only", "line", "Tip", "Caption", "Suggerimento");
+        row("plain text box: tip only", "plain", "Tip", "Caption", "Suggerimento");
+        row("combo box: tip only", "combo", "Tip", "Caption", "Suggerimento");
+        row("any other: nothing", "slider", "Tip", "Caption", "Tip");
+        row("menu: title, no tip", "menu", "Tip", "&Didascalia", "Tip");
+    }
+    void translateFormRulesByControlKind()
+    {
+        QFETCH(QString, kind);
+        QFETCH(QString, toolTip);
+        QTemporaryDir dir;
+        QFile lng(dir.filePath(QStringLiteral("t.lng")));
+        QVERIFY(lng.open(QIODevice::WriteOnly));
+        lng.write("1Early tip\n2Presto\n1C&aption\n2&Didascalia\n1Tip\n2Suggerimento\n");
+        lng.close();
+        QVERIFY(MultiLang::LoadLanguageFile(lng.fileName()));
+
+        // One control of each kind, with the property that holds its caption.
+        QWidget form;
+        const std::pair<QWidget *, const char *> controls[] = {
+            {new QLabel(&form), "text"},
+            {new QGroupBox(&form), "title"},
+            {new QPushButton(&form), "text"},
+            {new QCheckBox(&form), "text"},
+            {new QRadioButton(&form), "text"},
+            {new QLineEdit(&form), "text"},
+            {new QPlainTextEdit(&form), "plainText"},
+            {new QComboBox(&form), "currentText"},
+            {new QSlider(&form), nullptr},
+            {new QMenu(&form), "title"}};
+        QAction *action = static_cast<QMenu *>(controls[9].first)->addAction("Tip");
+        const auto [w, property] =
+            controls[QStringList{"label", "frame", "button", "check", "radio", "line", "plain",
+                                 "combo", "slider", "menu"}
+                         .indexOf(kind)];
+        if (auto *combo = qobject_cast<QComboBox *>(w))
+            combo->addItem(QStringLiteral("Caption"));
+        else if (property)
+            w->setProperty(property, QStringLiteral("Caption"));
+        w->setToolTip(toolTip);
+        TranslateForm(&form);
+        QTEST(property ? w->property(property).toString() : QStringLiteral("Caption"), "caption");
+        QTEST(w->toolTip(), "tip");
+        QCOMPARE(action->text(), "Suggerimento"); // a menu's action, whatever the row
     }
 };
 

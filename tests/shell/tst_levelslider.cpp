@@ -49,8 +49,7 @@ private slots:
     }
     void cleanupTestCase()
     {
-        // The window goes while the test still stands: its closing raises events of its own.
-        delete w;
+        delete w; // while the test stands: its closing raises events of its own
         w = nullptr;
         setLevelSliderEventHook({});
     }
@@ -60,41 +59,18 @@ private slots:
         QVERIFY(QTest::qWaitForWindowActive(w));
     }
 
-    void externalConversions_data()
-    {
-        QTest::addColumn<int>("which"); // 0 volume, 1 speed, 2 pitch
-        QTest::addColumn<int>("value");
-        QTest::addColumn<int>("minimum");
-        QTest::addColumn<int>("maximum");
-        QTest::addColumn<int>("expected");
-        QTest::newRow("volume 50 of 0..65535 ties to even") << 0 << 50 << 0 << 65535 << 32768;
-        QTest::newRow("volume 0 is the minimum") << 0 << 0 << 100 << 200 << 100;
-        QTest::newRow("volume 100 is the maximum") << 0 << 100 << 100 << 200 << 200;
-        QTest::newRow("speed 0 is the middle") << 1 << 0 << 50 << 250 << 150;
-        QTest::newRow("speed -9 of 0..10: 0.5 to 0") << 1 << -9 << 0 << 10 << 0;
-        QTest::newRow("pitch -7 of 0..10: 1.5 to 2") << 2 << -7 << 0 << 10 << 2;
-        QTest::newRow("pitch 10 of a negative range") << 2 << 10 << -300 << -100 << -100;
-        QTest::newRow("volume out of scale passes on") << 0 << 150 << 0 << 100 << 150;
-        QTest::newRow("full 32-bit range held at limit")
-            << 0 << 101 << std::numeric_limits<int>::min() << std::numeric_limits<int>::max()
-            << std::numeric_limits<int>::max();
-    }
+    // Values to engine units, ties to even; centred ranges around an engine's default.
     void externalConversions()
     {
-        QFETCH(int, which);
-        QFETCH(int, value);
-        QFETCH(int, minimum);
-        QFETCH(int, maximum);
-        const EngineRange range{minimum, maximum};
-        QTEST((which == 0   ? externalVolume(value, range)
-               : which == 1 ? externalSpeed(value, range)
-                            : externalPitch(value, range)),
-              "expected");
-    }
-    void centredRanges()
-    {
+        const int Min = std::numeric_limits<int>::min(), Max = std::numeric_limits<int>::max();
+        QCOMPARE(externalVolume(50, {0, 65535}), 32768);
+        QCOMPARE(externalVolume(100, {100, 200}), 200);
+        QCOMPARE(externalVolume(101, {Min, Max}), Max); // the full 32-bit range held at its limit
+        QCOMPARE(externalSpeed(0, {50, 250}), 150);
+        QCOMPARE(externalSpeed(-9, {0, 10}), 0); // 0.5 to 0
+        QCOMPARE(externalPitch(-7, {0, 10}), 2); // 1.5 to 2
+        QCOMPARE(externalPitch(10, {-300, -100}), -100);
         QCOMPARE(centredRange(0, 30, 100).maximum, 60);
-        QCOMPARE(centredRange(0, 80, 100).minimum, 60);
         QCOMPARE(centredRange(0, 120, 100).maximum, 120); // present outside: an empty range
     }
 
@@ -120,15 +96,9 @@ private slots:
         QCOMPARE(LevelSlider::valueFromGeometry(kind, -9, travel), hi);
         QCOMPARE(LevelSlider::valueFromGeometry(kind, travel + 9, travel), lo);
         QCOMPARE(LevelSlider::valueFromGeometry(kind, qQNaN(), travel), hi);
-    }
-    void roundingTiesToEven()
-    {
         QCOMPARE(LevelSlider::valueFromGeometry(Kind::Volume, 1, 200), 100); // 0.5 rounds to 0
-        QCOMPARE(LevelSlider::valueFromGeometry(Kind::Volume, 3, 200), 98);  // 1.5 rounds to 2
-        QCOMPARE(LevelSlider::valueFromGeometry(Kind::Speed, 1, 40), 10);    // -9.5 to -10
         QCOMPARE(LevelSlider::valueFromGeometry(Kind::Pitch, 3, 40), 8);     // -8.5 to -8
     }
-
     void keys_data()
     {
         QTest::addColumn<Kind>("kind");
@@ -139,11 +109,9 @@ private slots:
         QTest::newRow("volume 98 up") << Kind::Volume << 98 << int(Qt::Key_Up) << 100 << "100%";
         QTest::newRow("volume 100 up: nothing")
             << Kind::Volume << 100 << int(Qt::Key_Up) << 100 << "";
-        QTest::newRow("volume 3 down") << Kind::Volume << 3 << int(Qt::Key_Down) << 0 << "0%";
         QTest::newRow("volume space") << Kind::Volume << 20 << int(Qt::Key_Space) << 50 << "50%";
         QTest::newRow("speed -10 down: nothing")
             << Kind::Speed << -10 << int(Qt::Key_Down) << -10 << "";
-        QTest::newRow("speed 9 up") << Kind::Speed << 9 << int(Qt::Key_Up) << 10 << "10";
         QTest::newRow("pitch 0 down") << Kind::Pitch << 0 << int(Qt::Key_Down) << -1 << "-1";
         QTest::newRow("pitch left: nothing") << Kind::Pitch << 4 << int(Qt::Key_Left) << 4 << "";
     }
@@ -176,9 +144,7 @@ private slots:
         QTest::addColumn<int>("dy"); // 0: a double-click
         QTest::addColumn<int>("expected");
         QTest::newRow("volume double-click") << Kind::Volume << 85 << 0 << 50;
-        QTest::newRow("pitch double-click") << Kind::Pitch << -4 << 0 << 0;
         QTest::newRow("volume dragged past the top") << Kind::Volume << 40 << -500 << 100;
-        QTest::newRow("volume dragged past the bottom") << Kind::Volume << 40 << 500 << 0;
         QTest::newRow("speed dragged 3 steps up") << Kind::Speed << 0 << -21 << 3; // 7.2 px a step
         QTest::newRow("pitch dragged past the bottom") << Kind::Pitch << 9 << 900 << -10;
     }

@@ -1,7 +1,7 @@
 // The microphone recorder on the test sound server, whose microphone hears the null sink: a tone
 // played there is what it records. The service saves it in the formats of the list; in the window
 // the frame records, plays it back on the null sink and inserts a #PLAY line that speaking plays
-// among the spoken lines. Also File > Batch Conversion... in the window.
+// among the spoken lines.
 #include "AudioCapture.h"
 #include "RecordingDialogs.h"
 #include "TestSupport.h"
@@ -63,7 +63,6 @@ class TestRecorder : public QObject
     test::RecordingDialogs dialogs;
     QTemporaryDir m_dir;
     Form1 *w = nullptr;
-    QList<int> beeps;
 
     template <typename T> T *child(const char *name) const { return test::child<T>(w, name); }
     QString status() const { return child<QLabel>("StatusBar")->text(); }
@@ -88,11 +87,7 @@ private slots:
         QVERIFY(QTest::qWaitForWindowActive(w));
     }
 
-    void cleanup()
-    {
-        delete w;
-        setBeepHook({});
-    }
+    void cleanup() { delete w; }
 
     void recordsTheMicrophone_data()
     {
@@ -124,8 +119,7 @@ private slots:
         QVERIFY(recordTone(rec, 2000));
         QVERIFY(rec.StopRecord());
 
-        // A save that fails keeps the recording for another try.
-        QString error;
+        QString error; // a save that fails keeps the recording for another try
         QVERIFY(!rec.SaveRecordedAs(path("missing/x.wav"), &error) && !error.isEmpty());
         const QString saved = m_dir.filePath(QTest::currentDataTag() + QStringLiteral(".wav"));
         QVERIFY(rec.SaveRecordedAs(saved, &error));
@@ -139,13 +133,7 @@ private slots:
         QVERIFY2(tone.seconds > 1.8 && tone.seconds < 2.3,
                  qPrintable(QString::number(tone.seconds)));
         QVERIFY2(std::abs(tone.hz - 440) < 15, qPrintable(QString::number(tone.hz)));
-        QVERIFY(rec.GetStatistics().endsWith(QStringLiteral("%1 - %2 bits - %3 samples per second ")
-                                                 .arg(format.channels == 1 ? "Mono" : "Stereo")
-                                                 .arg(format.bitsPerSample)
-                                                 .arg(format.sampleRate) +
-                                             QStringLiteral("\r\n\r\n")));
-        QVERIFY(rec.CloseRecorder());
-        QCOMPARE(rec.GetStatus(), int(AudioRecorder::NotReady));
+        QVERIFY(rec.CloseRecorder() && rec.GetStatus() == AudioRecorder::NotReady);
     }
 
     void recordPlayAndInsert()
@@ -155,13 +143,10 @@ private slots:
         auto *rec = child<QPushButton>("CommandRec");
         auto *play = child<QPushButton>("CommandPlayRec");
         auto *insert = child<QPushButton>("CommandInsertRec");
-        QVERIFY(rec->isEnabled() && !play->isEnabled() && !insert->isEnabled());
-        rec->setFocus();
-        QCOMPARE(caption(), QStringLiteral("Start Recording"));
-
-        // Recording: the seconds count up and the button blinks.
+        QVERIFY(!play->isEnabled() && !insert->isEnabled());
+        rec->setFocus(); // recording: the seconds count up and the button blinks
         rec->click();
-        QCOMPARE(caption(), QStringLiteral("Stop Recording"));
+        QCOMPARE(caption(), QStringLiteral("Stop Recording")); // the focused button's action
         QTRY_COMPARE(status(), QStringLiteral("Recording 1 sec."));
         const qint64 phase = rec->icon().cacheKey();
         QTRY_COMPARE(status(), QStringLiteral("Recording 2 sec."));
@@ -179,14 +164,12 @@ private slots:
         QString error;
         QVERIFY2(capture.start(&error), qPrintable(error));
         play->setFocus();
-        QCOMPARE(caption(), QStringLiteral("Play Recorded"));
         QElapsedTimer playing;
         playing.start();
         play->click();
         QCOMPARE(caption(), QStringLiteral("Stop Play"));
         QTRY_COMPARE_WITH_TIMEOUT(play->accessibleName(), QStringLiteral("Play Recorded"), 10000);
         QCOMPARE(caption(), QStringLiteral("Play Recorded"));
-        QCOMPARE(play->icon().cacheKey(), FrameRecord::ImageSymbol(3).cacheKey());
         QVERIFY(playing.elapsed() >= recorder->lengthMs() - 15); // its end was not cut
 
         // Saving over a file that exists, answered no: nothing happens, the recording stays.
@@ -196,8 +179,7 @@ private slots:
         dialogs.saveFiles = QStringList{path("taken.wav")};
         dialogs.answer = 1;
         insert->click();
-        QCOMPARE(dialogs.questions.size(), 1);
-        QCOMPARE(QFileInfo(path("taken.wav")).size(), 3);
+        QVERIFY(dialogs.questions.size() == 1 && QFileInfo(path("taken.wav")).size() == 3);
         QCOMPARE(w->Text1->text(), QStringLiteral("Before the note.\r\nAfter the note."));
         QVERIFY(insert->isEnabled());
 
@@ -226,25 +208,6 @@ private slots:
                 tones.append(i);
         QCOMPARE(tones.size(), 2);
         QVERIFY(tones[0] == 0 && tones[1] > 1 && tones[1] < spans.size() - 1);
-    }
-
-    void batchFromTheMenu()
-    {
-        setBeepHook([this](int hz, int) { beeps.append(hz); });
-        // The output is named by all but the last extension.
-        QVERIFY(write(path("a.1.txt"), "A short document.") &&
-                write(path("b.html"), "<p>A short page.</p>"));
-        w->Text1->setText(QStringLiteral("Kept as it is."));
-        dialogs.multipleFiles = QStringList{path("a.1.txt"), path("b.html")};
-        child<QAction>("menuBatchConversion")->trigger();
-        QTRY_COMPARE_WITH_TIMEOUT(dialogs.messages,
-                                  QStringList{QStringLiteral("2 Batch conversions accomplished.")},
-                                  60000);
-        QVERIFY(QFileInfo(path("a.1.mp3")).size() > 1000 && QFileInfo(path("b.mp3")).size() > 1000);
-        QCOMPARE(w->Text1->text(), QStringLiteral("Kept as it is."));
-        QCOMPARE(dialogs.titles, QStringList{QStringLiteral("Open File...")});
-        QVERIFY(w->isVisible());
-        QTRY_COMPARE(beeps, (QList<int>{4000, 3000, 3000}));
     }
 };
 

@@ -60,48 +60,38 @@ private slots:
             type = m_type;
             return m_target;
         };
-        dialogs.messages.clear();
-        dialogs.questions.clear();
+        dialogs.clear();
         power.calls = 0;
     }
 
     void cleanup() { delete w; }
 
-    void progressWindowCaptions_data()
+    // The title is what a screen reader says of the window: the percent and the step.
+    void progressWindowTitle()
     {
-        QTest::addColumn<QString>("message");
-        QTest::addColumn<bool>("grayed");
-        QTest::addColumn<int>("percent");
-        QTest::newRow("rendering") << "Converting to wav..." << false << 0;
-        QTest::newRow("encoding") << "Encoding To Mp3..." << true << 100;
-    }
-
-    void progressWindowCaptions()
-    {
-        QFETCH(QString, message);
-        QFETCH(bool, grayed);
-        QFETCH(int, percent);
         FormWaitToSaving *form = w->formWaitToSaving();
-        form->AggiornaFormWaitToSaving(message, QStringLiteral("Total progress"), grayed, percent);
-        QCOMPARE(form->windowTitle(),
-                 QStringLiteral("Tonaris %1% - %2 ").arg(percent).arg(message));
-        QCOMPARE(test::child<QLabel>(form, "Label1")->text(), message);
-        auto *label2 = test::child<QLabel>(form, "Label2");
-        QCOMPARE(label2->text(), QStringLiteral("Total progress %1%").arg(percent));
-        QCOMPARE(label2->isEnabled(), !grayed);
+        form->AggiornaFormWaitToSaving(QStringLiteral("Encoding To Mp3..."),
+                                       QStringLiteral("Total progress"), true, 100);
+        QCOMPARE(form->windowTitle(), QStringLiteral("Tonaris 100% - Encoding To Mp3... "));
+        QCOMPARE(test::child<QLabel>(form, "Label2")->text(),
+                 QStringLiteral("Total progress 100%"));
+        QVERIFY(!test::child<QLabel>(form, "Label2")->isEnabled());
     }
 
-    void menuSavesTheEditorText()
+    // Batch conversion from the menu: the output is named by all but the last extension.
+    void batchFromTheMenu()
     {
-        w->Text1->setText(QStringLiteral("Saved from the menu."));
-        m_target = m_dir.filePath(QStringLiteral("from menu"));
-        m_type = SaveToAudio::FileTypeWav;
-        test::child<QAction>(w, "menuSaveAudioFileAs")->trigger();
-        QTRY_VERIFY_WITH_TIMEOUT(QFileInfo(m_target + QStringLiteral(".wav")).size() > 10000,
-                                 30000);
-        QTRY_VERIFY(idle());
-        QVERIFY(w->isVisible()); // the window comes back after the save
-        QVERIFY(!w->formWaitToSaving()->isVisible());
+        QFile doc(m_dir.filePath(QStringLiteral("a.1.txt")));
+        QVERIFY(doc.open(QIODevice::WriteOnly) && doc.write("A short document.") > 0);
+        doc.close();
+        w->Text1->setText(QStringLiteral("Kept as it is."));
+        dialogs.multipleFiles = {doc.fileName()};
+        test::child<QAction>(w, "menuBatchConversion")->trigger();
+        QTRY_VERIFY_WITH_TIMEOUT(!dialogs.messages.isEmpty(), 60000);
+        QVERIFY(
+            dialogs.messages.first().endsWith(QLatin1String("Batch conversions accomplished.")));
+        QVERIFY(QFileInfo(m_dir.filePath(QStringLiteral("a.1.mp3"))).size() > 1000);
+        QCOMPARE(w->Text1->text(), QStringLiteral("Kept as it is."));
     }
 
     void overwriteQuestion_data()
@@ -121,42 +111,37 @@ private slots:
         old.close();
         dialogs.answer = answer;
         w->Text1->setText(QStringLiteral("New words."));
-        w->menuSaveAudioFileAs_Click();
+        test::child<QAction>(w, "menuSaveAudioFileAs")->trigger();
         QTRY_VERIFY(!dialogs.questions.isEmpty());
         QTRY_VERIFY_WITH_TIMEOUT(idle() && session().SpeechRequest == 0, 30000);
-        QVERIFY(dialogs.questions.first().contains(QLatin1String("already exists.")));
         QTEST(QFileInfo(m_target).size() > 100, "replaced");
+        QVERIFY(w->isVisible()); // the window comes back after the save
+        QVERIFY(!w->formWaitToSaving()->isVisible());
     }
 
     // Every way out of the progress window aborts the save and keeps what was rendered.
-    void abortKeepsAWav_data()
-    {
-        QTest::addColumn<QString>("how");
-        for (const char *how : {"button", "close box", "Escape"})
-            QTest::newRow(how) << QString::fromLatin1(how);
-    }
-
     void abortKeepsAWav()
     {
-        QFETCH(QString, how);
-        w->Text1->setText(QString(QStringLiteral("A sentence to be cut short. "))
-                              .repeated(30)
-                              .append(QStringLiteral("\r\nMore."))
-                              .repeated(20));
-        m_target = m_dir.filePath(QStringLiteral("cut short ") + how);
-        m_type = SaveToAudio::FileTypeMp3;
-        w->menuSaveAudioFileAs_Click();
-        FormWaitToSaving *form = w->formWaitToSaving();
-        QTRY_VERIFY(form->isVisible());
-        if (how == QLatin1String("button"))
-            test::child<QPushButton>(form, "CommandAbort")->click();
-        else if (how == QLatin1String("close box"))
-            form->windowHandle()->close(); // comes back as the window system's close
-        else
-            QTest::keyClick(form, Qt::Key_Escape);
-        QTRY_VERIFY_WITH_TIMEOUT(idle(), 10000);
-        QVERIFY(QFile::exists(m_target + QStringLiteral(".wav")));
-        QVERIFY(!QFile::exists(m_target + QStringLiteral(".mp3")));
+        for (const QString how : {"button", "close box", "Escape"}) {
+            w->Text1->setText(QString(QStringLiteral("A sentence to be cut short. "))
+                                  .repeated(30)
+                                  .append(QStringLiteral("\r\nMore."))
+                                  .repeated(20));
+            m_target = m_dir.filePath(QStringLiteral("cut short ") + how);
+            m_type = SaveToAudio::FileTypeMp3;
+            w->menuSaveAudioFileAs_Click();
+            FormWaitToSaving *form = w->formWaitToSaving();
+            QTRY_VERIFY(form->isVisible());
+            if (how == QLatin1String("button"))
+                test::child<QPushButton>(form, "CommandAbort")->click();
+            else if (how == QLatin1String("close box"))
+                form->windowHandle()->close(); // comes back as the window system's close
+            else
+                QTest::keyClick(form, Qt::Key_Escape);
+            QTRY_VERIFY_WITH_TIMEOUT(idle(), 10000);
+            QVERIFY(QFile::exists(m_target + QStringLiteral(".wav")));
+            QVERIFY(!QFile::exists(m_target + QStringLiteral(".mp3")));
+        }
         QCOMPARE(power.calls, 0);
     }
 

@@ -83,13 +83,8 @@ private slots:
     // an item replaces the selection.
     void popupOffersTheTagMenus()
     {
-        const QStringList popup = visibleCaptions(child<QMenu>("MenuQuickVoiceSelect"));
-        const qsizetype special = popup.indexOf(QStringLiteral("Insert special TAG"));
-        QCOMPARE(popup.mid(special, 3),
-                 (QStringList{"Insert special TAG", "Insert custom TAG", "Insert KEYWORD"}));
-        QCOMPARE(visibleCaptions(child<QMenu>("menuInsertSpecialTAG")),
-                 (QStringList{"Silence", "Volume (0 to 100)", "Speed (-10 to 10)",
-                              "Pitch (-10 to 10)", "Spell", "Emphasize"}));
+        QVERIFY(visibleCaptions(child<QMenu>("MenuQuickVoiceSelect"))
+                    .contains(QStringLiteral("Insert custom TAG")));
         QCOMPARE(visibleCaptions(child<QMenu>("menuInsertCustomTAG")),
                  (QStringList{"Pauses", "Voices", "Hello && welcome"}));
         w->Text1->setText(QStringLiteral("one two"));
@@ -145,8 +140,6 @@ private slots:
         QCOMPARE(tables.size(), 2);
         QCOMPARE(tables.at(1)->text(), QStringLiteral("Medical"));
         QVERIFY(tables.at(0)->isChecked()); // nothing stored: the first one
-        QCOMPARE(w->SelectedConversionsTable, QStringLiteral("English"));
-
         // Written on Windows: the accented key still matches, without regard to case.
         w->Text1->setText(QStringLiteral("DR. Rossi of CITTÀ, BP high"));
         item("menuApplyConversionsTable")->trigger();
@@ -156,8 +149,6 @@ private slots:
         QVERIFY(tables.at(1)->isChecked() && !tables.at(0)->isChecked());
         item("menuApplyConversionsTable")->trigger();
         QCOMPARE(w->Text1->text(), QStringLiteral("Doctor Rossi of city, blood pressure high"));
-        w->Text1->editor()->undo();
-        QCOMPARE(w->Text1->text(), QStringLiteral("Doctor Rossi of city, BP high"));
 
         // The choice survives a restart, by the file's exact name: in other capitals it names
         // no table, and the first one is taken.
@@ -175,13 +166,13 @@ private slots:
 
     void returnCarriageCommands()
     {
-        const QString text = QStringLiteral("a line\r\nbroken here.\r\n\r\nNext para\r\ngraph");
-        w->Text1->setText(text);
-        item("menuRemoveNewLine")->trigger(); // keeps paragraphs
-        QCOMPARE(w->Text1->text(), QStringLiteral("a line broken here.\r\n\r\nNext para graph"));
-        w->Text1->setText(text);
-        item("menuRemoveNewLineHard")->trigger(); // joins across blank lines
-        QCOMPARE(w->Text1->text(), QStringLiteral("a line broken here.\r\nNext para graph"));
+        for (const auto &[name, joined] :
+             {std::pair{"menuRemoveNewLine", "a line broken here.\r\n\r\nNext para graph"},
+              std::pair{"menuRemoveNewLineHard", "a line broken here.\r\nNext para graph"}}) {
+            w->Text1->setText(QStringLiteral("a line\r\nbroken here.\r\n\r\nNext para\r\ngraph"));
+            item(name)->trigger();
+            QCOMPARE(w->Text1->text(), QLatin1String(joined));
+        }
     }
 
     void textForSavingFollowsTheAudioBookOptions()
@@ -240,14 +231,6 @@ private slots:
         QCOMPARE(voice->spoken(), (QStringList{"\"a\"", "\"b\""}));
         QCOMPARE(dialogs.messages.size(), 1);
         voice->finish();
-
-        // The window shows the first voice, while the main window keeps 9 until OK.
-        QTRY_COMPARE(w->session().StatusDisplay, 0);
-        FormQuotedTextOptions *form = openQuotedOptions();
-        QVERIFY(form);
-        QCOMPARE(test::child<QComboBox>(form, "ComboVoci")->currentIndex(), 0);
-        test::child<QPushButton>(form, "CommandCancel")->click();
-        QCOMPARE(w->GetVoiceSelectedForQuoted(), 9);
     }
 
     void optionsWindowSpeaksSamplesAndStoresOnOk()
@@ -259,9 +242,7 @@ private slots:
         auto *combo = test::child<QComboBox>(form, "ComboVoci");
         auto *speed = test::child<LevelSlider>(form, "PictureSpeedButton");
         auto *pitch = test::child<LevelSlider>(form, "PicturePitchButton");
-        QCOMPARE(combo->count(), 2);
-        QVERIFY(!combo->isEnabled());       // the feature is off
-        QVERIFY(voice->spoken().isEmpty()); // filling the list speaks nothing
+        QVERIFY(combo->count() == 2 && !combo->isEnabled()); // the feature is off
         enable->click();
         QVERIFY(combo->isEnabled() && speed->isEnabled());
 
@@ -275,7 +256,6 @@ private slots:
                                 R"(<VOICE REQUIRED="Name=Anna"/>Anna)"));
         test::child<QPushButton>(form, "CommandOK")->click();
         QTRY_VERIFY(!w->findChild<FormQuotedTextOptions *>());
-        QVERIFY(item("menuCustomizeVoiceInQuotedText")->isChecked());
         QCOMPARE(w->GetVoiceSelectedForQuoted(), 1);
         QCOMPARE(w->GetSpeedForQuoted(), 2);
         QCOMPARE(w->GetPitchForQuoted(), -1);
@@ -303,40 +283,18 @@ private slots:
         test::child<QPushButton>(form, "CommandCancel")->click();
     }
 
-    void optionsWindowWithNoVoices()
-    {
-        ScriptedEngine mute;
-        mute.voices.clear();
-        Form1 empty(&mute, over);
-        // With no voices every control is off; the window itself must still cope.
-        empty.menuCustomizeVoiceInQuotedText_Click();
-        auto *form = empty.findChild<FormQuotedTextOptions *>();
-        QVERIFY(form);
-        QCOMPARE(test::child<QComboBox>(form, "ComboVoci")->count(), 0);
-        test::child<QPushButton>(form, "CommandOK")->click();
-        QCOMPARE(empty.GetVoiceSelectedForQuoted(), -1);
-        QCOMPARE(empty.IsVoiceDifferentForQuotedTextEnabled(), 0);
-    }
-
     void settingsSurviveARestart()
     {
         w->SetVoiceParametersForQuotedText(1, 1, 3, -2);
         item("menuAutoFormatHard")->trigger();
         item("menuAutoApplyConversionsTable")->trigger();
-        w->close();
-        QFile f(SettingsFilePath());
-        QVERIFY(f.open(QIODevice::ReadOnly));
-        const QByteArray saved = f.readAll();
-        for (const char *line :
-             {"VoiceForQuoted=True", "VoiceForQuotedIndex=1", "VoiceForQuotedSpeed=3",
-              "VoiceForQuotedPitch=-2", "FileCorrectionTable=english.tab", "AutoFormatHard=True",
-              "AutoFormat=False", "AutoApplyConversionsTable=True"})
-            QVERIFY2(saved.contains(line), line);
-
+        w->close(); // the file's keys and their order: tst_window
         Form1 second(voice, over);
         QCOMPARE(second.IsVoiceDifferentForQuotedTextEnabled(), 1);
         QCOMPARE(second.GetVoiceSelectedForQuoted(), 1);
+        QCOMPARE(second.GetSpeedForQuoted(), 3);
         QCOMPARE(second.GetPitchForQuoted(), -2);
+        QCOMPARE(second.SelectedConversionsTable, QStringLiteral("English"));
         QVERIFY(!test::child<QCheckBox>(&second, "CheckTracking")->isEnabled());
         for (const char *item : {"menuAutoFormatHard", "menuAutoApplyConversionsTable"})
             QVERIFY2(test::child<QAction>(&second, item)->isChecked(), item);
