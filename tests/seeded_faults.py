@@ -128,7 +128,7 @@ FAULTS = [
     (29, 'src/session/BatchConversion.cpp',
      'filePath(info.completeBaseName())',
      'filePath(info.baseName())',
-     'session/tst_batchconversion shell/tst_recorder', 'batch output name cut at the first dot'),
+     'session/tst_batchconversion shell/tst_saving', 'batch output name cut at the first dot'),
     (30, 'src/shell/Form1Menus.cpp',
      '    {"menuSaveTextFile"},\n    {"menuSaveTextFileAs"},',
      '    {"menuSaveTextFileAs"},\n    {"menuSaveTextFile"},',
