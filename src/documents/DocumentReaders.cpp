@@ -26,9 +26,15 @@ QString cannotRead(const QString &path, const QString &reason)
            QDir::toNativeSeparators(path) + QLatin1String("\r\n") + reason;
 }
 
+// The line of a helper's complaint worth showing: its first error, else its first line (a
+// warning that the file may not be what it says comes before the error that stopped it).
 QString firstLine(const QByteArray &bytes)
 {
-    return QString::fromLocal8Bit(bytes).trimmed().section(QLatin1Char('\n'), 0, 0).trimmed();
+    const QStringList lines = QString::fromLocal8Bit(bytes).trimmed().split(QLatin1Char('\n'));
+    for (const QString &line : lines)
+        if (line.contains(QLatin1String("Error"), Qt::CaseInsensitive))
+            return line.trimmed();
+    return lines.first().trimmed();
 }
 
 bool isOleFile(const QByteArray &head)

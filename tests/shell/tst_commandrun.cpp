@@ -5,6 +5,7 @@
 
 #include <QCoreApplication>
 #include <QDir>
+#include <QElapsedTimer>
 #include <QFile>
 #include <QLocalServer>
 #include <QProcess>
@@ -14,6 +15,8 @@
 
 #include <csignal>
 #include <cstring>
+#include <list>
+#include <memory>
 #include <sys/resource.h>
 
 namespace {
@@ -471,6 +474,112 @@ private slots:
         QStringList expected{QStringLiteral("book.") + format, "book.txt", "short.wav"};
         expected.sort();
         QCOMPARE(left, expected);
+    }
+
+    // Files that are not what they say, broken or hostile (tests/data/malformed, and a few too
+    // big to keep there), each saved hidden to WAV, several runs at once: a documented fallback
+    // saves with status 0 and says nothing (or its one notice), a refusal is status 3 with one
+    // line. Never a crash, a hang, or a program run by a script line.
+    void malformedInputs()
+    {
+        struct Outcome
+        {
+            int status;
+            const char *told;
+        };
+        // The refusals and the notices; every other file is saved in silence.
+        const QHash<QString, Outcome> expected = {
+            {"empty.txt", {3, "holds no text"}},
+            {"zero-bytes.txt", {3, "holds no text"}},
+            {"only-blank-lines.txt", {3, "holds no text"}},
+            {"utf8-mark-only.txt", {3, "holds no text"}},
+            {"html-script-only.html", {3, "holds no text"}},
+            {"html-zero-bytes.html", {3, "holds no text"}},
+            {"rtf-skipped-groups.rtf", {3, "holds no text"}},
+            {"rtf-zero-bytes.rtf", {3, "holds no text"}},
+            {"doc-empty.doc", {3, "holds no text"}},
+            {"doc-ole-truncated.doc", {3, "Can't read"}},
+            {"pdf-empty.pdf", {3, "Document stream is empty"}},
+            {"pdf-header-only.pdf", {3, "Error"}},
+            {"pdf-not-one.pdf", {3, "Error"}},
+            {"pdf-truncated.pdf", {3, "Error"}},
+            {"wait-huge.txt", {0, "too long"}},
+        };
+        const QDir source(QStringLiteral(TONARIS_TEST_DATA "/malformed"));
+        QDir folder(m_dir.filePath(QStringLiteral("malformed")));
+        folder.removeRecursively();
+        QVERIFY(folder.mkpath(QStringLiteral("saved")));
+        for (const QString &name : source.entryList(QDir::Files))
+            QVERIFY(QFile::copy(source.filePath(name), folder.filePath(name)));
+        QVERIFY(writeFile(folder.filePath(QStringLiteral("huge-blank-line.txt")),
+                          QByteArray(1 << 20, ' ') + "word\r\n"));
+        QVERIFY(writeFile(folder.filePath(QStringLiteral("long-word.txt")),
+                          QByteArray(8192, 'x') + "\r\n"));
+        QVERIFY(writeFile(folder.filePath(QStringLiteral("rtf-nested-deep.rtf")),
+                          "{\\rtf1 " + QByteArray(100000, '{') + "deep" + QByteArray(100000, '}') +
+                              '}'));
+        QVERIFY(writeFile(folder.filePath(QStringLiteral("html-nested-deep.html")),
+                          QByteArray("<div>").repeated(100000) + "deep"));
+        QStringList inputs = folder.entryList(QDir::Files);
+        inputs.removeIf([](const QString &name) {
+            return name.endsWith(QLatin1String(".wav")) || name.endsWith(QLatin1String(".mp3"));
+        });
+        QVERIFY(inputs.size() >= 50);
+
+        struct Run
+        {
+            QString name;
+            std::unique_ptr<QProcess> process;
+            QElapsedTimer clock;
+        };
+        std::list<Run> running;
+        QStringList problems;
+        const auto settle = [&](Run &run) {
+            QProcess &p = *run.process;
+            const Outcome want = expected.value(run.name, {0, ""});
+            const QString errors = QString::fromLocal8Bit(p.readAllStandardError()).trimmed();
+            const QString target = folder.filePath(QStringLiteral("saved/") + run.name + ".wav");
+            QFile wav(target);
+            const bool saved = wav.open(QIODevice::ReadOnly) && wav.read(4) == "RIFF";
+            const bool told =
+                QString(want.told).isEmpty()
+                    ? errors.isEmpty()
+                    : errors.contains(QLatin1String(want.told)) && !errors.contains(u'\n');
+            if (p.exitStatus() != QProcess::NormalExit || p.exitCode() != want.status ||
+                saved != (want.status == 0) || !told)
+                problems << QStringLiteral("%1: status %2%3, %4: %5")
+                                .arg(run.name)
+                                .arg(p.exitCode())
+                                .arg(p.exitStatus() == QProcess::NormalExit ? "" : " (crashed)")
+                                .arg(saved ? "saved" : "not saved", errors);
+        };
+        for (qsizetype next = 0; next < inputs.size() || !running.empty();) {
+            while (running.size() < 4 && next < inputs.size()) {
+                Run &run = running.emplace_back();
+                run.name = inputs.at(next++);
+                run.process = std::make_unique<QProcess>();
+                prepare(*run.process, {QStringLiteral("QT_LOGGING_RULES")});
+                run.process->setWorkingDirectory(folder.path());
+                run.process->start(m_program, {QStringLiteral("/hidden"), QStringLiteral("/wav"),
+                                               run.name, QStringLiteral("saved/") + run.name});
+                run.clock.start();
+            }
+            for (auto it = running.begin(); it != running.end();) {
+                if (it->process->waitForFinished(10)) {
+                    settle(*it);
+                } else if (it->clock.elapsed() > 60000) {
+                    problems << it->name + QStringLiteral(": no end after a minute");
+                    it->process->kill();
+                    it->process->waitForFinished();
+                } else {
+                    ++it;
+                    continue;
+                }
+                it = running.erase(it);
+            }
+        }
+        QVERIFY2(problems.isEmpty(), qPrintable(problems.join(u'\n')));
+        QVERIFY(!QFile::exists(folder.filePath(QStringLiteral("canary"))));
     }
 
     void help()
