@@ -179,14 +179,17 @@ bool ReadWordDocument(const QString &path, QString &text, QString &error)
         text = RichTextToPlain(bytes);
         return true;
     }
-    if (!isOleFile(head)) {
+    // A ZIP archive is a newer office document under the old name: LibreOffice alone reads it.
+    const bool archive = head.startsWith("PK\x03\x04");
+    if (!archive && !isOleFile(head)) {
         if (!ReadRawFile(file, text, error))
             return false;
         return true;
     }
 
-    const QString catdoc = Converters::FindProgram(QStringLiteral("catdoc"));
-    const QString antiword = Converters::FindProgram(QStringLiteral("antiword"));
+    const QString catdoc = archive ? QString() : Converters::FindProgram(QStringLiteral("catdoc"));
+    const QString antiword =
+        archive ? QString() : Converters::FindProgram(QStringLiteral("antiword"));
     const QString office = Converters::OfficeProgram();
     if (catdoc.isEmpty() && antiword.isEmpty() && office.isEmpty()) {
         error = Translate(QStringLiteral(

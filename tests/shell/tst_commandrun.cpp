@@ -499,6 +499,7 @@ private slots:
             {"rtf-zero-bytes.rtf", {3, "holds no text"}},
             {"doc-empty.doc", {3, "holds no text"}},
             {"doc-ole-truncated.doc", {3, "Can't read"}},
+            {"doc-that-is-zip.doc", {3, "Can't read"}},
             {"pdf-empty.pdf", {3, "Document stream is empty"}},
             {"pdf-header-only.pdf", {3, "Error"}},
             {"pdf-not-one.pdf", {3, "Error"}},

@@ -180,6 +180,37 @@ private slots:
         QVERIFY(dialogs.messages.first().contains(QStringLiteral("bad.pdf")));
     }
 
+    // Broken files of tests/data/malformed opened in the window: a refusal is one message that
+    // names the file and keeps the text; a fallback opens some text. Nothing crashes.
+    void malformedFilesOpen_data()
+    {
+        QTest::addColumn<QString>("name");
+        QTest::addColumn<bool>("refused");
+        for (const char *name :
+             {"zero-bytes.txt", "utf16le-lone-surrogates.txt", "binary-noise.txt",
+              "rtf-unbalanced.rtf", "rtf-bin-beyond-end.rtf", "html-broken-entities.html"})
+            QTest::newRow(name) << QString::fromLatin1(name) << false;
+        for (const char *name :
+             {"pdf-truncated.pdf", "doc-that-is-zip.doc", "doc-ole-truncated.doc"})
+            QTest::newRow(name) << QString::fromLatin1(name) << true;
+    }
+    void malformedFilesOpen()
+    {
+        QFETCH(QString, name);
+        QFETCH(bool, refused);
+        w->Text1->setText(QStringLiteral("precious"));
+        dialogs.multipleFiles = {QStringLiteral(TONARIS_TEST_DATA "/malformed/") + name};
+        trigger("menuOpen");
+        if (refused) {
+            QCOMPARE(w->Text1->text(), QStringLiteral("precious"));
+            QCOMPARE(dialogs.messages.size(), 1);
+            QVERIFY(dialogs.messages.first().contains(name));
+        } else {
+            QVERIFY(dialogs.messages.isEmpty());
+            QVERIFY(w->Text1->text() != QLatin1String("precious"));
+        }
+    }
+
     void appendAddsABreak()
     {
         w->Text1->setText(QStringLiteral("present"));
