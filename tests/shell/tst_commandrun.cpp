@@ -115,7 +115,8 @@ private slots:
         m_program = QCoreApplication::applicationDirPath() + QStringLiteral("/../tonaris");
         if (!QFileInfo(m_program).isExecutable())
             QSKIP("the program is not built");
-        m_book = m_dir.filePath(QStringLiteral("my $(touch x) book.txt"));
+        m_book =
+            m_dir.filePath(QStringLiteral("-my \"d\" 'q' $(touch x) `touch x`; e\nf book.txt"));
         QFile f(m_book);
         QVERIFY(f.open(QIODevice::WriteOnly));
         f.write("Hello from the command line.\nA second line.\n");
@@ -129,7 +130,8 @@ private slots:
         QTest::newRow("/WAV to out")
             << QStringList{"/WAV", "BOOK", "out file"} << "out file.wav" << QStringList{};
         QTest::newRow("/mp3 beside")
-            << QStringList{"/mp3", "BOOK"} << "my $(touch x) book.mp3" << QStringList{};
+            << QStringList{"/mp3", "BOOK"} << "-my \"d\" 'q' $(touch x) `touch x`; e\nf book.mp3"
+            << QStringList{};
         QTest::newRow("hidden, no display")
             << QStringList{"/mp3", "BOOK", "hidden", "/HIDDEN"} << "hidden.mp3"
             << QStringList{"QT_QPA_PLATFORM", "DISPLAY", "WAYLAND_DISPLAY"};
