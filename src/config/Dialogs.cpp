@@ -52,6 +52,8 @@ void ConsoleDialogs::message(QWidget *, const QString &text, Icon, const QString
     QTextStream err(stream());
     QString line = text;
     line.replace(QLatin1String("\r\n"), QLatin1String(" "));
+    // One line, whatever it quotes: a file name may hold a line break too.
+    line.replace(QLatin1Char('\n'), QLatin1Char(' ')).replace(QLatin1Char('\r'), QLatin1Char(' '));
     err << (title.isEmpty() ? QStringLiteral("Tonaris") : title) << ": " << line << Qt::endl;
 }
 

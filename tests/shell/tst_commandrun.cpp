@@ -208,6 +208,10 @@ private slots:
         QTest::newRow("no catdoc, antiword or office")
             << QStringList{"/hidden", "/wav", "DOC"} << "catdoc" << QStringList{"PATH=/nonexistent"}
             << 3;
+        // The settings folder lies under a file, as if it were read-only (root writes anywhere).
+        QTest::newRow("settings that cannot be saved")
+            << QStringList{"/hidden", "/wav", "BOOK", "kept"} << "kept until Tonaris is closed"
+            << QStringList{"XDG_CONFIG_HOME=BOOK/config"} << 0;
         QTest::newRow("a window without a display")
             << QStringList{"BOOK"} << "no display"
             << QStringList{"QT_QPA_PLATFORM=", "DISPLAY=", "WAYLAND_DISPLAY="} << 1;
@@ -225,6 +229,7 @@ private slots:
         const QString doc = m_dir.filePath(QStringLiteral("-a; `touch x`.doc"));
         QVERIFY(writeFile(pdf, "%PDF-1.4\n1 0 obj\n<<>>\nendobj\n"));
         QVERIFY(writeFile(doc, QByteArray("\xd0\xcf\x11\xe0\xa1\xb1\x1a\xe1", 8) + "word"));
+        env.replaceInStrings(QStringLiteral("BOOK"), m_book);
         args.replaceInStrings(QStringLiteral("PDF"), pdf);
         args.replaceInStrings(QStringLiteral("DOC"), doc);
         const Result r = run(args, {QStringLiteral("QT_LOGGING_RULES")}, env);
