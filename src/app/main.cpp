@@ -1,6 +1,7 @@
 #include "audio/AudioOutput.h"
 #include "config/AppPaths.h"
 #include "config/CommandLine.h"
+#include "config/Dialogs.h"
 #include "config/RunOptions.h"
 #include "shell/Form1.h"
 #include "shell/WidgetDialogs.h"
@@ -19,6 +20,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -41,8 +43,8 @@ void quietMessage(QtMsgType type, const QMessageLogContext &, const QString &tex
                                "WAYLAND_DISPLAY to run hidden without one.\n"
                              : "Tonaris: no display could be opened: use /hidden to save audio "
                                "without one (see --help).\n",
-                   stderr);
-        std::fflush(stderr);
+                   tonaris::ConsoleDialogs::stream());
+        std::fflush(tonaris::ConsoleDialogs::stream());
         std::_Exit(1);
     }
     const QMutexLocker lock(&logMutex);
@@ -68,8 +70,35 @@ void quietMessage(QtMsgType type, const QMessageLogContext &, const QString &tex
 
 void tell(const QString &line)
 {
-    std::fputs(("Tonaris: " + line + QLatin1Char('\n')).toLocal8Bit().constData(), stderr);
-    std::fflush(stderr);
+    std::FILE *out = tonaris::ConsoleDialogs::stream();
+    std::fputs(("Tonaris: " + line + QLatin1Char('\n')).toLocal8Bit().constData(), out);
+    std::fflush(out);
+}
+
+// Libraries and helper programs print to standard error themselves (the sound server's client,
+// a document converter): a hidden run sends that file descriptor to the log as well and keeps a
+// copy of the real one for its own lines. Left as it is when the log cannot be opened.
+void standardErrorToLog()
+{
+    struct stat info;
+    if (::stat(logPath.constData(), &info) == 0 && info.st_size > 1024 * 1024)
+        std::remove(logPath.constData());
+    const int log = ::open(logPath.constData(), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, 0666);
+    if (log < 0)
+        return;
+    const int terminal = ::fcntl(STDERR_FILENO, F_DUPFD_CLOEXEC, 3);
+    std::FILE *own = terminal >= 0 ? ::fdopen(terminal, "w") : nullptr;
+    if (own && ::dup2(log, STDERR_FILENO) >= 0) {
+        std::setvbuf(own, nullptr, _IONBF, 0);
+        tonaris::ConsoleDialogs::setStream(own);
+        logFile = stderr; // Qt's remarks go the same way
+        logPath.clear();
+    } else if (own) {
+        std::fclose(own);
+    } else if (terminal >= 0) {
+        ::close(terminal);
+    }
+    ::close(log);
 }
 
 // --list-voices: the voices of both families, one a line, tab-separated.
@@ -236,8 +265,10 @@ int main(int argc, char *argv[])
     const QString logFolder =
         QStandardPaths::writableLocation(QStandardPaths::GenericCacheLocation) +
         QStringLiteral("/tonaris");
-    if (hiddenRun && QDir().mkpath(logFolder))
+    if (hiddenRun && QDir().mkpath(logFolder)) {
         logPath = QFile::encodeName(logFolder + QStringLiteral("/hidden-run.log"));
+        standardErrorToLog();
+    }
     const QtMessageHandler loudMessages = qInstallMessageHandler(quietMessage);
 
     QApplication app(argc, argv);

@@ -130,7 +130,7 @@ AudioRecorder::~AudioRecorder()
 
 bool AudioRecorder::anyInputDevice()
 {
-    return !QMediaDevices::audioInputs().isEmpty();
+    return AudioOutput::devicesWanted() && !QMediaDevices::audioInputs().isEmpty();
 }
 
 PcmFormat AudioRecorder::FormatFromCaption(const QString &caption)

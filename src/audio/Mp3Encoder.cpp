@@ -6,6 +6,7 @@
 #include <QFileInfo>
 #include <QProcess>
 #include <QStandardPaths>
+#include <QStorageInfo>
 
 #include <sched.h>
 #include <sys/resource.h>
@@ -21,6 +22,22 @@ namespace {
 // feeds, small enough that memory stays flat.
 constexpr qint64 InFlight = 512 * 1024;
 constexpr qint64 Piece = 128 * 1024;
+
+// lame says only that its output could not be written: a full disk or a file-size limit on the
+// process is named from what the failed output shows.
+QString writeFailureCause(const QString &partPath)
+{
+    constexpr qint64 Margin = 64 * 1024;
+    const QFileInfo part(partPath);
+    const QStorageInfo disk(part.absolutePath());
+    if (disk.isValid() && disk.bytesAvailable() < Margin)
+        return QString::fromLocal8Bit(std::strerror(ENOSPC));
+    rlimit limit;
+    if (::getrlimit(RLIMIT_FSIZE, &limit) == 0 && limit.rlim_cur != RLIM_INFINITY &&
+        part.size() + Margin >= qint64(limit.rlim_cur))
+        return QString::fromLocal8Bit(std::strerror(EFBIG));
+    return {};
+}
 } // namespace
 
 Mp3Encoder::Mp3Encoder(const QString &wavPath, const PcmFormat &format, const QString &mp3Path,
@@ -156,6 +173,8 @@ void Mp3Encoder::onFinished(int exitCode, int exitStatus)
             if (detail.isEmpty() && m_process->error() == QProcess::FailedToStart)
                 detail = m_process->errorString();
         }
+        if (const QString cause = writeFailureCause(m_partPath); !cause.isEmpty())
+            detail = detail.isEmpty() ? cause : detail + QStringLiteral(" (") + cause + u')';
         m_error = tr("The MP3 encoder failed on %1%2")
                       .arg(QFileInfo(m_mp3Path).fileName(),
                            detail.isEmpty() ? QString() : QStringLiteral(": ") + detail);

@@ -10,6 +10,7 @@ namespace {
 constexpr quint32 Unknown = 0xFFFFFFFF;
 // A RIFF size field holds 32 bits; past that the placeholder stays, which readers accept.
 constexpr qint64 MaxDataBytes = qint64(0xFFFFFFFF) - 36;
+constexpr qsizetype BufferBytes = 64 * 1024;
 } // namespace
 
 WavWriter::~WavWriter()
@@ -39,6 +40,21 @@ QByteArray WavWriter::header(const PcmFormat &format, quint32 dataBytes)
     return h;
 }
 
+// The file is unbuffered and the samples gather in a buffer of our own: QFile's buffer reports a
+// write cut short part way (a full disk, a file-size limit) with no reason, while writing the rest
+// unbuffered fails with the system's own ("No space left on device"), which the user is told.
+bool WavWriter::writeAll(const char *data, qint64 bytes)
+{
+    while (bytes > 0) {
+        const qint64 n = m_file.write(data, bytes);
+        if (n <= 0)
+            return false;
+        data += n;
+        bytes -= n;
+    }
+    return true;
+}
+
 bool WavWriter::fail(const QString &what)
 {
     if (m_error.isEmpty())
@@ -54,9 +70,11 @@ bool WavWriter::open(const QString &path, const PcmFormat &format)
     m_dataBytes = 0;
     m_format = format;
     m_file.setFileName(path);
-    if (!m_file.open(QIODevice::WriteOnly | QIODevice::Truncate))
+    m_buffer.clear();
+    m_buffer.reserve(BufferBytes);
+    if (!m_file.open(QIODevice::WriteOnly | QIODevice::Truncate | QIODevice::Unbuffered))
         return fail(QStringLiteral("Cannot create"));
-    if (m_file.write(header(format, Unknown)) != HeaderBytes)
+    if (!writeAll(header(format, Unknown).constData(), HeaderBytes))
         return fail(QStringLiteral("Cannot write"));
     return true;
 }
@@ -67,17 +85,23 @@ bool WavWriter::write(const char *data, qsizetype bytes)
         return false;
     if (bytes <= 0)
         return true;
-    if (m_file.write(data, bytes) != bytes)
-        return fail(QStringLiteral("Cannot write"));
+    m_buffer.append(data, bytes);
     m_dataBytes += bytes;
-    return true;
+    return m_buffer.size() < BufferBytes || drain();
 }
 
 bool WavWriter::flush()
 {
     if (!m_file.isOpen() || failed())
         return false;
-    return m_file.flush() || fail(QStringLiteral("Cannot write"));
+    return drain();
+}
+
+bool WavWriter::drain()
+{
+    const bool written = writeAll(m_buffer.constData(), m_buffer.size());
+    m_buffer.resize(0); // keeps its room
+    return written || fail(QStringLiteral("Cannot write"));
 }
 
 bool WavWriter::close()
@@ -86,12 +110,13 @@ bool WavWriter::close()
         return !failed();
     if (!failed()) {
         const quint32 size = m_dataBytes > MaxDataBytes ? Unknown : quint32(m_dataBytes);
-        if (m_dataBytes % 2 != 0 && m_file.write("\0", 1) != 1) // chunks are of even length
-            fail(QStringLiteral("Cannot write"));
-        else if (!m_file.seek(0) || m_file.write(header(m_format, size)) != HeaderBytes ||
-                 !m_file.flush())
+        if (m_dataBytes % 2 != 0) // chunks are of even length
+            m_buffer.append('\0');
+        if (drain() &&
+            (!m_file.seek(0) || !writeAll(header(m_format, size).constData(), HeaderBytes)))
             fail(QStringLiteral("Cannot write"));
     }
+    m_buffer.clear();
     m_file.close();
     if (m_file.error() != QFileDevice::NoError)
         fail(QStringLiteral("Cannot write"));

@@ -42,9 +42,12 @@ public:
     static constexpr int HeaderBytes = 44;
 
 private:
+    bool writeAll(const char *data, qint64 bytes);
+    bool drain();
     bool fail(const QString &what);
 
     QFile m_file;
+    QByteArray m_buffer;
     PcmFormat m_format;
     qint64 m_dataBytes = 0;
     QString m_error;

@@ -11,7 +11,18 @@ ConsoleDialogs &console()
     return fallback;
 }
 Dialogs *current = nullptr;
+std::FILE *consoleStream = nullptr;
 } // namespace
+
+std::FILE *ConsoleDialogs::stream()
+{
+    return consoleStream ? consoleStream : stderr;
+}
+
+void ConsoleDialogs::setStream(std::FILE *out)
+{
+    consoleStream = out;
+}
 
 Dialogs *Dialogs::instance()
 {
@@ -38,9 +49,11 @@ QString Dialogs::saveFileName(QWidget *, const QString &, const QString &, const
 
 void ConsoleDialogs::message(QWidget *, const QString &text, Icon, const QString &title)
 {
-    QTextStream err(stderr);
+    QTextStream err(stream());
     QString line = text;
     line.replace(QLatin1String("\r\n"), QLatin1String(" "));
+    // One line, whatever it quotes: a file name may hold a line break too.
+    line.replace(QLatin1Char('\n'), QLatin1Char(' ')).replace(QLatin1Char('\r'), QLatin1Char(' '));
     err << (title.isEmpty() ? QStringLiteral("Tonaris") : title) << ": " << line << Qt::endl;
 }
 

@@ -3,6 +3,8 @@
 #include <QString>
 #include <QStringList>
 
+#include <cstdio>
+
 class QWidget;
 
 namespace tonaris {
@@ -45,6 +47,11 @@ public:
         return -1;
     }
     QString openFileName(QWidget *, const QString &, const QString &) override { return {}; }
+
+    // Where the run's own lines go: standard error, unless a hidden run sent what libraries
+    // print there to its log and kept the terminal for itself.
+    static std::FILE *stream();
+    static void setStream(std::FILE *out);
 };
 
 } // namespace tonaris

@@ -27,9 +27,15 @@ QString cannotRead(const QString &path, const QString &reason)
            QDir::toNativeSeparators(path) + QLatin1String("\r\n") + reason;
 }
 
+// The line of a helper's complaint worth showing: its first error, else its first line (a
+// warning that the file may not be what it says comes before the error that stopped it).
 QString firstLine(const QByteArray &bytes)
 {
-    return QString::fromLocal8Bit(bytes).trimmed().section(QLatin1Char('\n'), 0, 0).trimmed();
+    const QStringList lines = QString::fromLocal8Bit(bytes).trimmed().split(QLatin1Char('\n'));
+    for (const QString &line : lines)
+        if (line.contains(QLatin1String("Error"), Qt::CaseInsensitive))
+            return line.trimmed();
+    return lines.first().trimmed();
 }
 
 bool isOleFile(const QByteArray &head)
@@ -180,14 +186,17 @@ bool ReadWordDocument(const QString &path, QString &text, QString &error)
         text = RichTextToPlain(bytes);
         return true;
     }
-    if (!isOleFile(head)) {
+    // A ZIP archive is a newer office document under the old name: LibreOffice alone reads it.
+    const bool archive = head.startsWith("PK\x03\x04");
+    if (!archive && !isOleFile(head)) {
         if (!ReadRawFile(file, text, error))
             return false;
         return true;
     }
 
-    const QString catdoc = Converters::FindProgram(QStringLiteral("catdoc"));
-    const QString antiword = Converters::FindProgram(QStringLiteral("antiword"));
+    const QString catdoc = archive ? QString() : Converters::FindProgram(QStringLiteral("catdoc"));
+    const QString antiword =
+        archive ? QString() : Converters::FindProgram(QStringLiteral("antiword"));
     const QString office = Converters::OfficeProgram();
     if (catdoc.isEmpty() && antiword.isEmpty() && office.isEmpty()) {
         error = Translate(QStringLiteral(

@@ -1,5 +1,7 @@
 #include "session/TerminalProgress.h"
 
+#include "config/Dialogs.h"
+
 #include <QByteArray>
 
 #include <algorithm>
@@ -21,11 +23,12 @@ QByteArray clock(qint64 seconds)
 } // namespace
 
 TerminalProgress::TerminalProgress(std::FILE *out)
-    : m_out(out)
+    : m_chosen(out)
 {}
 
 void TerminalProgress::start()
 {
+    m_out = m_chosen ? m_chosen : ConsoleDialogs::stream();
     m_enabled = m_out && isatty(fileno(m_out)) == 1;
     m_printed = false;
     m_started.start();

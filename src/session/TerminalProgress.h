@@ -12,7 +12,8 @@ namespace tonaris {
 class TerminalProgress
 {
 public:
-    explicit TerminalProgress(std::FILE *out = stderr);
+    // Without out, the console's stream (ConsoleDialogs::stream()) at start().
+    explicit TerminalProgress(std::FILE *out = nullptr);
 
     void start();
     // percent of the whole work; audioSeconds of speech rendered so far.
@@ -23,7 +24,8 @@ public:
     static QByteArray line(int percent, double audioSeconds, qint64 elapsedMs);
 
 private:
-    std::FILE *m_out;
+    std::FILE *m_chosen;
+    std::FILE *m_out = nullptr;
     bool m_enabled = false;
     bool m_printed = false;
     QElapsedTimer m_started;

@@ -3,6 +3,7 @@
 // options window.
 #include "shell/Form1.h"
 
+#include "audio/AudioOutput.h"
 #include "config/AppPaths.h"
 #include "config/Dialogs.h"
 #include "config/KelIni.h"
@@ -78,7 +79,8 @@ void Form1::buildConversation()
 
     ASR = new SpeechRecognizer(this);
     ASR->setObjectName(QStringLiteral("ASR"));
-    ASR->EnumerateRecognizers();
+    if (AudioOutput::devicesWanted()) // a render to files listens to no microphone
+        ASR->EnumerateRecognizers();
     connect(ASR, &SpeechRecognizer::problem, this, tell);
     connect(ASR, &SpeechRecognizer::ASR_Recognition, this, &Form1::ASR_Recognition);
     connect(ASR, &SpeechRecognizer::ASR_FalseRecognition, this, &Form1::ASR_FalseRecognition);

@@ -16,6 +16,7 @@
 #include <QCheckBox>
 #include <QComboBox>
 #include <QCoreApplication>
+#include <QDir>
 #include <QFileInfo>
 #include <QLocale>
 #include <QMenu>
@@ -364,9 +365,18 @@ void Form1::SaveSettings()
         for (const char *prefix : {"Volume_", "Speed_", "Pitch_"})
             order.append(QLatin1String(prefix) + v.Vendor + v.Name);
     ini.orderSection(Section, order);
+    // A settings folder that cannot be written (read-only, or not a folder at all) costs the
+    // settings of this run, not the run: they stay in memory and the cause is told once.
     QString error;
-    if (!ini.save(&error))
-        Dialogs::instance()->message(this, error, Dialogs::Exclamation, QString());
+    if (!ini.save(&error)) {
+        KeepIniFileInMemory(SettingsFilePath());
+        Dialogs::instance()->message(
+            this,
+            Translate(QStringLiteral("The settings cannot be saved to %1 (%2): they are kept "
+                                     "until Tonaris is closed."))
+                .arg(QDir::toNativeSeparators(SettingsFilePath()), error),
+            Dialogs::Exclamation, QString());
+    }
 }
 
 } // namespace tonaris

@@ -1,5 +1,6 @@
 #include "shell/FrameRecord.h"
 
+#include "audio/AudioOutput.h"
 #include "audio/AudioRecorder.h"
 #include "config/Dialogs.h"
 #include "config/MultiLang.h"
@@ -72,8 +73,11 @@ FrameRecord::FrameRecord(QWidget *parent)
             CommandRec_Click(); // the microphone went away: what was heard is kept
         RecorderPlaybackWatch();
     });
-    auto *devices = new QMediaDevices(this);
-    connect(devices, &QMediaDevices::audioInputsChanged, this, &FrameRecord::refresh);
+    // A run that only renders to files opens no connection to the sound server.
+    if (AudioOutput::devicesWanted()) {
+        auto *devices = new QMediaDevices(this);
+        connect(devices, &QMediaDevices::audioInputsChanged, this, &FrameRecord::refresh);
+    }
     refresh();
 }
 

@@ -1,5 +1,6 @@
 #include "voices/EspeakEngine.h"
 
+#include "audio/AudioOutput.h"
 #include "voices/VoiceCatalogue.h"
 
 #include <espeak-ng/speak_lib.h>
@@ -30,8 +31,20 @@ bool ensureInitialised()
     static bool tried = false;
     if (!tried) {
         tried = true;
+        // espeak-ng opens a test stream on the sound server even when it only hands samples
+        // back. A process that renders to files only gives it no server to find, so that it
+        // never opens a sound device.
+        const bool probeHidden = !AudioOutput::devicesWanted();
+        const QByteArray server = qgetenv("PULSE_SERVER");
+        const bool serverSet = qEnvironmentVariableIsSet("PULSE_SERVER");
+        if (probeHidden)
+            qputenv("PULSE_SERVER", "unix:/nonexistent/tonaris-renders-to-files");
         // 40 ms callback blocks keep the first sound of a line close to the command.
         rate = espeak_Initialize(AUDIO_OUTPUT_SYNCHRONOUS, 40, nullptr, espeakINITIALIZE_DONT_EXIT);
+        if (probeHidden && serverSet)
+            qputenv("PULSE_SERVER", server);
+        else if (probeHidden)
+            qunsetenv("PULSE_SERVER");
         if (rate != EnginePcmFormat.sampleRate)
             qCWarning(lcEspeak) << "espeak-ng did not start, sample rate" << rate;
     }

@@ -8,6 +8,10 @@
 #include <QTest>
 #include <QtEndian>
 
+#include <csignal>
+#include <cstring>
+#include <sys/resource.h>
+
 using namespace tonaris;
 
 class TestWavWriter : public QObject
@@ -65,17 +69,45 @@ private slots:
         QCOMPARE(file.mid(44, data.size()), data);
     }
 
+    // A write refused at once (/dev/full) or cut short part way (a file-size limit: the first
+    // bytes go, the rest does not) fails, and the reason is the system's, not "Unknown error".
+    void fullDisk_data()
+    {
+        QTest::addColumn<bool>("limit");
+        QTest::addColumn<QString>("reason");
+        QTest::newRow("no space") << false << QString::fromLocal8Bit(std::strerror(ENOSPC));
+        QTest::newRow("file-size limit") << true << QString::fromLocal8Bit(std::strerror(EFBIG));
+    }
+
     void fullDisk()
     {
-        if (!QFile::exists(QStringLiteral("/dev/full")))
+        QFETCH(bool, limit);
+        QFETCH(QString, reason);
+        QTemporaryDir dir;
+        const QString path =
+            limit ? dir.filePath(QStringLiteral("limited.wav")) : QStringLiteral("/dev/full");
+        if (!limit && !QFile::exists(path))
             QSKIP("no /dev/full");
+        rlimit before{};
+        QVERIFY(::getrlimit(RLIMIT_FSIZE, &before) == 0);
+        const auto oldHandler = ::signal(SIGXFSZ, SIG_IGN);
+        if (limit) {
+            const rlimit small{100000, before.rlim_max};
+            QVERIFY(::setrlimit(RLIMIT_FSIZE, &small) == 0);
+        }
         WavWriter w;
-        // The header may sit in the buffer; the refusal shows at the latest when it is written.
-        const bool opened = w.open(QStringLiteral("/dev/full"), EnginePcmFormat);
-        QByteArray second(64 * 1024, '\1');
-        QVERIFY(!(opened && w.write(second.constData(), second.size()) && w.flush()));
-        QVERIFY(!w.close());
-        QVERIFY(w.errorString().contains(QLatin1String("/dev/full")));
+        const bool opened = w.open(path, EnginePcmFormat);
+        const QByteArray block(30000, '\1');
+        bool wrote = opened;
+        for (int i = 0; i < 8 && wrote; ++i)
+            wrote = w.write(block.constData(), block.size()) && w.flush();
+        const bool closed = w.close();
+        ::setrlimit(RLIMIT_FSIZE, &before);
+        ::signal(SIGXFSZ, oldHandler);
+        QVERIFY(!wrote);
+        QVERIFY(!closed);
+        QVERIFY2(w.errorString().contains(path) && w.errorString().endsWith(reason),
+                 qPrintable(w.errorString()));
     }
 };
 

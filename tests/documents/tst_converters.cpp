@@ -23,6 +23,9 @@ const QString KnownText =
                    "Quotes: \"straight\" and a dash – here; the end.\r\n");
 
 const QString LongText = KnownText.repeated(4);
+// A document name a shell would misread in every way: the office suite, catdoc and antiword
+// each read or write the file of that name and run nothing ("x" never appears).
+const QString Hostile = QStringLiteral("-made \"d\" 'q' $(touch x) `touch x`; e\nf.");
 
 // Blanks of any kind and length made one space, curved double quotes made straight.
 QString normalised(QString s)
@@ -79,7 +82,7 @@ private slots:
         QFETCH(QString, format);
         if (Converters::OfficeProgram().isEmpty())
             QSKIP("LibreOffice is not installed");
-        const QString target = dir.filePath(QStringLiteral("made $(x); 'q'.") + format);
+        const QString target = dir.filePath(Hostile + format);
         QString error;
         if (format == QLatin1String("doc")) {
             // Long enough for every reader of .doc files (antiword refuses short ones).
@@ -110,7 +113,7 @@ private slots:
     void wordReadersInTurn()
     {
         QFETCH(QStringList, failing);
-        const QString doc = dir.filePath(QStringLiteral("made $(x); 'q'.doc"));
+        const QString doc = dir.filePath(Hostile + QStringLiteral("doc"));
         if (!QFile::exists(doc))
             QSKIP("no document was made");
         QTemporaryDir fakes;
@@ -125,6 +128,7 @@ private slots:
         qputenv("PATH", path);
         QVERIFY2(read, qPrintable(error));
         QCOMPARE(normalised(text), normalised(LongText));
+        QVERIFY(!QFile::exists(dir.filePath(QStringLiteral("x"))) && !QFile::exists("x"));
     }
 
     void htmlSavedTwiceDoesNotGrow()

@@ -488,10 +488,10 @@ private slots:
     void executeNeedsConsentAndNeverUsesAShell()
     {
         QTemporaryDir dir;
-        const QString tool = dir.filePath("tool $(touch PWNED); x.sh");
-        test::writeFile(tool, "#!/bin/sh\necho ran >> \"$(dirname \"$0\")/ran.txt\"\n");
+        const QString tool = dir.filePath("-tool 'q' `touch PWNED` $(touch PWNED); x.sh");
+        test::writeFile(tool, "#!/bin/sh\nprintf '%s|' \"$@\" >> \"$(dirname \"$0\")/ran.txt\"\n");
         QFile::setPermissions(tool, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
-        const QString line = "#EXECUTE \"" + tool + "\"";
+        const QString line = "#EXECUTE \"" + tool + "\" \"a; $(touch PWNED)\" `touch PWNED`";
         const QString ran = dir.filePath("ran.txt");
 
         ProgramConsent consent;
@@ -512,6 +512,11 @@ private slots:
         run(line + "\r\n" + line); // asked once for the run, started twice
         QCOMPARE(asked, 2);
         QTRY_VERIFY(QFile::exists(ran));
+        const auto arguments = [&ran] { // each word as written, upper-cased as keyword lines are
+            QFile written(ran);
+            return written.open(QIODevice::ReadOnly) ? written.readAll() : QByteArray();
+        };
+        QTRY_COMPARE(arguments().left(32), QByteArray("A; $(TOUCH PWNED)|`TOUCH|PWNED`|"));
 
         consent.setHiddenMode(true); // nobody to ask: only allowed programs
         run(line);

@@ -111,21 +111,49 @@ private slots:
         QCOMPARE(child<QAction>("menuSaveTextFile")->isEnabled(), current);
     }
 
-    // A file that cannot be read, by any road, is told by name and the text stays.
+    // A file that cannot be read, by every road, gives one message naming it and keeps the
+    // text; broken files of tests/data/malformed are refused that way or open as text.
+    void failedReadKeepsTheText_data()
+    {
+        QTest::addColumn<QString>("road");
+        QTest::addColumn<QString>("name");
+        QTest::addColumn<bool>("refused");
+        QTest::newRow("open") << "menuOpen"
+                              << "pdf-not-one.pdf" << true;
+        QTest::newRow("append") << "menuAppend"
+                                << "pdf-not-one.pdf" << true;
+        QTest::newRow("drop") << "drop"
+                              << "pdf-not-one.pdf" << true;
+        for (const char *name :
+             {"zero-bytes.txt", "utf16le-lone-surrogates.txt", "binary-noise.txt",
+              "rtf-unbalanced.rtf", "rtf-bin-beyond-end.rtf", "html-broken-entities.html"})
+            QTest::newRow(name) << "menuOpen" << QString::fromLatin1(name) << false;
+        for (const char *name :
+             {"pdf-truncated.pdf", "doc-that-is-zip.doc", "doc-ole-truncated.doc"})
+            QTest::newRow(name) << "menuOpen" << QString::fromLatin1(name) << true;
+    }
     void failedReadKeepsTheText()
     {
-        QString bad = make(QStringLiteral("bad.pdf"), "this is no pdf");
-        for (const char *road : {"menuOpen", "menuAppend", "drop"}) {
-            w->Text1->setText(QStringLiteral("precious"));
-            dialogs.clear();
-            dialogs.multipleFiles = dialogs.files = {bad};
-            if (road == QLatin1String("drop"))
-                emit w->Text1->DropFile(bad);
-            else
-                trigger(road);
+        QFETCH(QString, road);
+        QFETCH(QString, name);
+        QFETCH(bool, refused);
+        w->Text1->setText(QStringLiteral("precious"));
+        const QString bad = QStringLiteral(TONARIS_TEST_DATA "/malformed/") + name;
+        if (road == QLatin1String("drop")) {
+            QString path = bad;
+            emit w->Text1->DropFile(path);
+        } else {
+            dialogs.multipleFiles = {bad};
+            dialogs.files = {bad};
+            trigger(road.toLatin1().constData());
+        }
+        if (refused) {
             QCOMPARE(w->Text1->text(), QStringLiteral("precious"));
             QCOMPARE(dialogs.messages.size(), 1);
-            QVERIFY2(dialogs.messages.first().contains(QStringLiteral("bad.pdf")), road);
+            QVERIFY(dialogs.messages.first().contains(name));
+        } else {
+            QVERIFY(dialogs.messages.isEmpty());
+            QVERIFY(w->Text1->text() != QLatin1String("precious"));
         }
     }
 

@@ -36,7 +36,8 @@ private slots:
     void initTestCase()
     {
         test::isolateEnvironment();
-        m_odd = m_dir.filePath(QStringLiteral("a b $(touch pwned)"));
+        // A name a shell would misread in every way an engines file can hold.
+        m_odd = m_dir.filePath(QStringLiteral("-a b 'q' `touch pwned`; $(touch pwned)"));
         QVERIFY(QDir().mkpath(m_odd));
         qputenv("TMPDIR", m_odd.toUtf8()); // the engine's private folder lies in it as well
         m_log = m_odd + QStringLiteral("/log.txt");
@@ -143,7 +144,7 @@ private slots:
     {
         ExternalVoiceEngine engine(m_voices);
         QVERIFY(!engine.SetFileName(QStringLiteral("/no/such/folder/x.wav")));
-        const QString out = m_odd + QStringLiteral("/out $(x).wav");
+        const QString out = m_odd + QStringLiteral("/-out \"d\" $(touch pwned)\nx.wav");
         QVERIFY(engine.SetFileName(out));
         engine.SpeakText(QStringLiteral("one"));
         engine.SpeakText(QStringLiteral("two"));
