@@ -28,7 +28,7 @@ def fail(message):
     sys.exit(1)
 
 
-def wait_for(what, condition, seconds=20.0):
+def wait_for(what, condition, seconds=90.0):
     end = time.monotonic() + seconds
     while time.monotonic() < end:
         value = condition()
