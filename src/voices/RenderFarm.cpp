@@ -1,5 +1,7 @@
 #include "voices/RenderFarm.h"
 
+#include "audio/AudioOutput.h"
+
 #include "voices/EspeakEngine.h"
 
 #include <QDataStream>
@@ -200,6 +202,8 @@ int RenderFarm::runWorker()
     ::prctl(PR_SET_PDEATHSIG, SIGKILL);
     if (::getppid() == 1)
         return 1;
+    // A helper only renders to files: its engine must not go looking for a sound server.
+    AudioOutput::setDevicesWanted(false);
     // The engine starts here, once: each run's child begins from this state.
     if (!EspeakEngine::available())
         return 1;
