@@ -186,14 +186,25 @@ private slots:
         QFETCH(int, command);
         QFETCH(int, caret);
         QFETCH(int, lineAfter);
-        void (SpeechSession::*const commands[])() = {&SpeechSession::CommandSpeakNextLine_Click,
-                                                     &SpeechSession::CommandSpeakPrevLine_Click,
-                                                     &SpeechSession::CommandSpeakCurrentLine_Click,
-                                                     &SpeechSession::CommandSpeakFromThisLine_Click,
-                                                     &SpeechSession::menuSpeakFromHere_Click};
         editor->setText(QStringLiteral("alpha\r\nbeta\r\ngamma"));
         editor->SetSelStart(caret);
-        (s->*commands[command])();
+        switch (command) {
+        case 0:
+            s->CommandSpeakNextLine_Click();
+            break;
+        case 1:
+            s->CommandSpeakPrevLine_Click();
+            break;
+        case 2:
+            s->CommandSpeakCurrentLine_Click();
+            break;
+        case 3:
+            s->CommandSpeakFromThisLine_Click();
+            break;
+        default:
+            s->menuSpeakFromHere_Click();
+            break;
+        }
         runToEnd();
         QTEST(voice->spoken(), "expected");
         if (lineAfter >= 0)
