@@ -56,11 +56,11 @@ QByteArray pieceRequest(const QString &text, const ThreadedEngine::RenderParams 
     return sized(quint32(body.size()), body);
 }
 
-bool readFully(int fd, void *data, size_t size)
+// Moves `size` bytes through `call` (a read or a write), however few each call takes.
+template <typename Byte, typename Call> bool transferFully(Byte *at, size_t size, Call call)
 {
-    auto *at = static_cast<char *>(data);
     while (size > 0) {
-        const ssize_t n = ::read(fd, at, size);
+        const ssize_t n = call(at, size);
         if (n < 0 && errno == EINTR)
             continue;
         if (n <= 0)
@@ -71,19 +71,16 @@ bool readFully(int fd, void *data, size_t size)
     return true;
 }
 
+bool readFully(int fd, void *data, size_t size)
+{
+    return transferFully(static_cast<char *>(data), size,
+                         [fd](char *at, size_t n) { return ::read(fd, at, n); });
+}
+
 bool writeFully(int fd, const void *data, size_t size)
 {
-    const auto *at = static_cast<const char *>(data);
-    while (size > 0) {
-        const ssize_t n = ::write(fd, at, size);
-        if (n < 0 && errno == EINTR)
-            continue;
-        if (n <= 0)
-            return false;
-        at += n;
-        size -= size_t(n);
-    }
-    return true;
+    return transferFully(static_cast<const char *>(data), size,
+                         [fd](const char *at, size_t n) { return ::write(fd, at, n); });
 }
 
 class CollectSink final : public ThreadedEngine::RenderSink
